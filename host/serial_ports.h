@@ -1,0 +1,57 @@
+// The host's port map and its byte transports (host side; the module sees only CSerialComm).
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "platform/serial.h"
+#include "platform/types.h"
+
+namespace tarvo::host {
+
+// One byte stream under a CSerialComm: a termios device or one end of an in-memory line. The
+// protocol code above never asks which it has.
+class Transport {
+public:
+    virtual ~Transport() = default;
+    virtual bool Configure(DWORD baud, BYTE dataBits, BYTE parity, BYTE stopBits) = 0;
+    virtual bool Send(const BYTE* data, std::size_t count) = 0;
+    // Reads up to `count` bytes under the read time-outs (see COMMTIMEOUTS); returns how many.
+    virtual std::size_t Receive(BYTE* data, std::size_t count, const COMMTIMEOUTS& timeouts) = 0;
+    virtual bool FlushInput() = 0;
+    virtual std::size_t BytesWaiting() = 0;
+    // Returns once every byte sent has left the line.
+    virtual bool Drain() = 0;
+};
+
+// The far end of an in-memory line, for a peer such as the transmitter simulator. Line speed is
+// modelled when asked: each byte takes 10 bit times at the baud the port side configured, in
+// clock time, in both directions.
+class SerialPeer {
+public:
+    virtual ~SerialPeer() = default;
+    virtual bool Write(const BYTE* data, std::size_t count) = 0;
+    // Waits up to `timeoutMs` of clock time (INFINITE: no limit) for at least one byte, then
+    // returns the bytes that have arrived, at most `count`; 0 on time-out or after Wake.
+    virtual std::size_t Read(BYTE* data, std::size_t count, DWORD timeoutMs) = 0;
+    virtual std::size_t Available() = 0;
+    // Makes a pending or the next Read return at once (to stop a peer thread).
+    virtual void Wake() = 0;
+    // Whether the port side is open now, and the baud it configured.
+    virtual bool PortIsOpen() const = 0;
+    virtual DWORD Baud() const = 0;
+};
+
+// Maps a port name such as "COM2:" to a device path (termios; pseudo-terminals work).
+void MapPortToDevice(const std::wstring& name, const std::string& devicePath);
+// Maps a port name to a new in-memory line and returns its far end. Bytes written while the
+// port side is closed are lost, as on a real line with nobody listening.
+std::shared_ptr<SerialPeer> MapPortToMemory(const std::wstring& name, bool modelLineSpeed = true);
+void UnmapPort(const std::wstring& name);
+void ClearPortMap();
+
+// The transport a name maps to, opened; null when the name maps to nothing or it cannot open.
+std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& error);
+
+}  // namespace tarvo::host
