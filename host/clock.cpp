@@ -4,10 +4,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "host/clock_virtual.h"
 #include "host/kernel.h"
 #include "platform/clock.h"
+#include "platform/report.h"
 
 namespace tarvo::host {
 
@@ -144,20 +146,25 @@ bool SetSystemTime(const SYSTEMTIME& time) {
     if (!tarvo::host::IsPossible(time)) {
         return false;
     }
-    bool machineSet = true;
+    int machineError = 0;
     std::vector<std::function<void()>> calls;
     {
         KernelLock lock;
         tarvo::host::kernel::Kernel& k = lock.kernel();
         const bool setMachine = k.allowMachineClockSet && !k.clock->IsVirtual();
-        machineSet =
+        machineError =
             k.clock->SetWallMs(TTime::FromSystemTime(time).GetMillisecondsSince1970(), setMachine);
         calls = tarvo::host::AnnounceTimeChange(lock, true);
+    }
+    // Logged only now: the log stamps entries with logger time, which takes the kernel lock.
+    if (machineError != 0) {
+        TReport::Warning("Setting the machine's clock failed (%s); only logger time was set.",
+                         std::strerror(machineError));
     }
     for (const auto& call : calls) {
         call();
     }
-    return machineSet;
+    return machineError == 0;
 }
 
 void BroadcastTimeChange() {

@@ -7,6 +7,18 @@
 // installed the clock) is blocked in a platform wait; waiters due at the same instant wake in a
 // fixed order (deadline, then the order in which they began waiting). If every participant is
 // blocked with no deadline, the clock reports each thread and what it waits on and aborts.
+//
+// Under the virtual clock:
+// - Ties are broken one waiter at a time: of the waiters due at the same instant only the first
+//   is woken, and the next only once every participant is blocked again.
+// - A thread released by a signal (event Set, semaphore Unlock, thread end, clock set) counts as
+//   runnable from the moment of the signal, so time never moves past it before it runs.
+// - A participant blocked anywhere but a platform wait (a std::mutex, a read on a pipe) still
+//   counts as running and so holds time still.
+// - Any thread may signal, and any thread may make a wait that ends at once (the object is
+//   signalled or the time limit has passed). A thread that is not a participant but would block
+//   in a platform wait is a programming error: the clock says so on standard error and aborts.
+//   (Counting it in silently would hide the race: time moves freely until its first wait.)
 #pragma once
 
 #include <cstdint>
@@ -22,7 +34,8 @@ namespace tarvo::host {
 
 using Micros = std::int64_t;
 
-// Monotonic clock time in microseconds since the clock was installed.
+// Monotonic clock time in microseconds since the clock was installed (the real clock: since the
+// first use of any clock function).
 Micros NowMicros();
 bool IsVirtualClock();
 
@@ -33,9 +46,11 @@ DWORD WaitUntil(std::span<TWaitable* const> objects, Micros deadline);
 
 // Installs a virtual clock for its lifetime, starting at logger time `start`; the constructing
 // thread becomes the driving thread. Only one clock may be installed at a time; without one the
-// process runs on the real clock. No platform thread may outlive it.
+// process runs on the real clock. No platform thread may outlive it. Installing it while platform
+// threads run or a thread is blocked in a wait, installing a second one, or destroying it while
+// a platform thread's body has not returned aborts with a message.
 class ScopedVirtualClock {
-public:
+  public:
     explicit ScopedVirtualClock(TTime start);
     ~ScopedVirtualClock();
     ScopedVirtualClock(const ScopedVirtualClock&) = delete;
@@ -44,11 +59,14 @@ public:
     std::uint64_t Jumps() const;
 };
 
-// Lets SetSystemTime change the machine's own clock too (real clock only; off by default).
+// Lets SetSystemTime change the machine's own clock too (real clock only; off by default). When
+// the machine refuses (clock_settime fails, typically for want of privilege), logger time is set
+// all the same, a warning is logged, and SetSystemTime returns false.
 void AllowMachineClockSet(bool allow);
 
 // Time-change subscribers: called after SetSystemTime or BroadcastTimeChange, outside any lock,
-// on the thread that set the time. Returns an id for Unsubscribe.
+// on the thread that set the time. Returns an id for Unsubscribe, which does not wait for a call
+// already under way.
 int SubscribeTimeChange(std::function<void()> callback);
 void UnsubscribeTimeChange(int id);
 

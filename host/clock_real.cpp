@@ -1,8 +1,6 @@
 #include "host/clock_real.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <ctime>
 
 namespace tarvo::host::kernel {
@@ -27,24 +25,26 @@ std::int64_t RealClock::WallMs() const {
     return SystemMs() + offsetMs_;
 }
 
-bool RealClock::SetWallMs(std::int64_t ms, bool setMachine) {
+int RealClock::SetWallMs(std::int64_t ms, bool setMachine) {
     if (setMachine) {
+        if (ms < 0) {
+            offsetMs_ = ms - SystemMs();
+            return EINVAL;
+        }
         timespec ts{};
         ts.tv_sec = static_cast<time_t>(ms / 1000);
         ts.tv_nsec = static_cast<long>(ms % 1000) * 1000000L;
-        if (ms < 0 || clock_settime(CLOCK_REALTIME, &ts) != 0) {
-            const int error = ms < 0 ? EINVAL : errno;
+        if (clock_settime(CLOCK_REALTIME, &ts) != 0) {
+            const int error = errno;
             offsetMs_ = ms - SystemMs();
-            std::fprintf(stderr,
-                         "Setting the machine's clock failed (%s); only logger time was set.\n",
-                         std::strerror(error));
-            return false;
+            return error;
         }
+        // The machine now shows logger time itself.
         offsetMs_ = 0;
-        return true;
+        return 0;
     }
     offsetMs_ = ms - SystemMs();
-    return true;
+    return 0;
 }
 
 void RealClock::Block(Waiter& waiter, KernelLock& lock) {

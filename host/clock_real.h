@@ -15,7 +15,7 @@ class RealClock final : public Clock {
     bool IsVirtual() const override { return false; }
     Micros Now() const override;
     std::int64_t WallMs() const override;
-    bool SetWallMs(std::int64_t ms, bool setMachine) override;
+    int SetWallMs(std::int64_t ms, bool setMachine) override;
     void Block(Waiter& waiter, KernelLock& lock) override;
     void OnReleased(Waiter&) override {}
     void OnThreadStart(ThreadCtx&) override {}

@@ -45,10 +45,10 @@ std::int64_t VirtualClock::WallMs() const {
     return wallBaseMs_ + FloorDiv(now_, 1000);
 }
 
-bool VirtualClock::SetWallMs(std::int64_t ms, bool) {
+int VirtualClock::SetWallMs(std::int64_t ms, bool) {
     // The machine's clock is never touched while time is simulated.
     wallBaseMs_ = ms - FloorDiv(now_, 1000);
-    return true;
+    return 0;
 }
 
 void VirtualClock::Block(Waiter& waiter, KernelLock& lock) {

@@ -19,7 +19,7 @@ class VirtualClock final : public Clock {
     bool IsVirtual() const override { return true; }
     Micros Now() const override { return now_; }
     std::int64_t WallMs() const override;
-    bool SetWallMs(std::int64_t ms, bool setMachine) override;
+    int SetWallMs(std::int64_t ms, bool setMachine) override;
     void Block(Waiter& waiter, KernelLock& lock) override;
     void OnReleased(Waiter& waiter) override;
     void OnThreadStart(ThreadCtx& thread) override;

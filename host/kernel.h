@@ -59,8 +59,8 @@ class Clock {
     // Logger wall time in milliseconds since 1970.
     virtual std::int64_t WallMs() const = 0;
     // Moves logger wall time to `ms`; with `setMachine` also the machine's clock where the clock
-    // can. False when setting the machine's clock failed (logger time is moved regardless).
-    virtual bool SetWallMs(std::int64_t ms, bool setMachine) = 0;
+    // can. Returns 0, or the errno of setting the machine's clock (logger time moves regardless).
+    virtual int SetWallMs(std::int64_t ms, bool setMachine) = 0;
     // Blocks the calling thread until `waiter` is released; returns with the kernel mutex held.
     virtual void Block(Waiter& waiter, KernelLock& lock) = 0;
     // `waiter` was just released (under the kernel mutex).
