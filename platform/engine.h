@@ -4,6 +4,8 @@
 #include "platform/sync.h"
 #include "platform/types.h"
 
+class TModule;
+
 class CEngine {
 public:
     virtual ~CEngine() = default;
@@ -19,6 +21,11 @@ public:
     virtual bool Stop() = 0;
     // A manual-reset event that is signalled while recording is stopped.
     virtual TEvent& GetStopEvent() = 0;
+
+    // The blocks of the loaded processing graph, in the setup file's order; null outside the
+    // range. The graph changes only while recording is stopped, when a setup is loaded.
+    virtual int GetModuleCount() const { return 0; }
+    virtual TModule* GetModule(int /*index*/) const { return nullptr; }
 };
 
 // The engine of this process. Never null: the host keeps one even before a setup is loaded.
