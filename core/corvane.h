@@ -1,0 +1,103 @@
+// The device object: the one transmitter attached to the logger. It is the packet link to it,
+// owns the session lock every exchange passes through, both messengers and the common settings,
+// and reads and writes the module's section of the setup file.
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "link/commands.h"
+#include "link/packet.h"
+#include "link/packet_comm.h"
+#include "platform/sync.h"
+#include "platform/types.h"
+#include "platform/xml_setup.h"
+#include "random/random_msgr.h"
+#include "selftimed/self_timed_msgr.h"
+
+class CCorvane : public CPacketComm {
+  public:
+    static constexpr const wchar_t* kFileVersion = L"3.9.0.8";
+    static constexpr const wchar_t* kSetupTag = L"Corvane";
+
+    CCorvane();
+    ~CCorvane() override;
+
+    SelfTimedMsgr& SelfTimed() { return selfTimedMsgr_; }
+    const SelfTimedMsgr& SelfTimed() const { return selfTimedMsgr_; }
+    CRandomMsgr& Random() { return randomMsgr_; }
+    const CRandomMsgr& Random() const { return randomMsgr_; }
+
+    // --- Setup section -----------------------------------------------------------------------
+    // The reader stands after "<Corvane>". Elements Common, SelfTimed and Random are read; any
+    // other element's attributes are each logged as Warning "CCorvane::ReadSetup eating unknown
+    // token: %s." with the element's name. Ends at the first token that is not an element
+    // start. Always true (unknown content is not an error).
+    bool ReadSetup(CXMLSetup& setup);
+    // Writes the whole section, then validates both messengers and logs Warning "Corvane setup:
+    // " and the reasons when they fail; the setup is written as it is all the same. Always true.
+    bool WriteSetup(CXMLSetup& setup);
+    // Defaults for a fresh setup: common settings, then the self-timed, then the random
+    // messenger. Always true.
+    bool InitSetup();
+    // The attributes of <Common (the reader stands after its start tag); `next` receives the
+    // token that ended them.
+    bool ReadCommonSetup(CXMLSetup& setup, CXMLToken& next);
+
+    // --- Session -----------------------------------------------------------------------------
+    // Opens the port that `Port` names; Warning "Failed to open corvane communications port."
+    // when it cannot.
+    bool OpenPort();
+    // Warning "Failed to close corvane communications port." when it fails.
+    bool ClosePort();
+    // Up to 30 s, ended early by the engine's stop event (set while recording is stopped).
+    // True when ended by the event.
+    bool WaitForDeadtime();
+    // The only way to talk to the transmitter: session lock (at most `lockWait` ms), open the
+    // port, 1500 ms wake, Send, close; on failure with `waitDeadTime` the dead-time wait, still
+    // under the session lock. True when a valid reply arrived into `reply`.
+    bool Exchange(const CPacket& request, CPacket& reply, bool waitDeadTime,
+                  DWORD lockWait = INFINITE);
+
+    // --- Command set -------------------------------------------------------------------------
+    // An exchange without limit on the lock wait, judged by link success and, when `checked`,
+    // by the refusal rule for checked commands.
+    corvane::CommandResult SendCommand(const CPacket& request, bool checked,
+                                       bool waitDeadTime = false);
+    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, bool checked,
+                                       bool waitDeadTime = false);
+    // Loads a formatted message into the self-timed (216) or random (312) transmit buffer as
+    // single-byte text. Judged by link success.
+    bool LoadMessage(const std::wstring& text, bool selfTimed, bool waitDeadTime);
+    // 40 with SatID, then 37 with LTO; both are sent even when the first fails. True only when
+    // both succeeded.
+    bool SendSatIdAndOffset();
+    // 770. Refused only by a reply text other than "Unknown command"; that text is `reason`.
+    corvane::CommandResult MasterStart(std::wstring& reason);
+
+    // --- State -------------------------------------------------------------------------------
+    bool IsRunning() const { return running_.load() != 0; }
+    void SetRunning(bool running) { running_.store(running ? 1 : 0); }
+    bool HasTimeBeenObtained() const { return timeObtained_.load() != 0; }
+    // Set by the first clock synchronisation that got a valid time; never cleared.
+    void MarkTimeObtained() { timeObtained_.store(1); }
+    TSemaphore& SessionLock() { return sessionLock_; }
+    TSemaphore& StateLock() { return stateLock_; }
+
+  private:
+    SelfTimedMsgr selfTimedMsgr_;
+    CRandomMsgr randomMsgr_;
+
+  public:
+    // Common settings, as the <Common element holds them.
+    int Port = 0;                      // index: 0 "COM2:" .. 7 "COM9:"
+    std::wstring SatID = L"00000000";  // 8 hexadecimal digits, unchecked here
+    bool InitCorvane = true;           // recording start pushes the whole configuration
+    int LTO = 0;                       // local time offset
+
+  private:
+    std::atomic<BYTE> running_{0};
+    std::atomic<BYTE> timeObtained_{0};
+    TSemaphore sessionLock_;
+    TSemaphore stateLock_;
+};
