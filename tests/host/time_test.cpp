@@ -1,0 +1,204 @@
+// Logger time: the calendar, spans, "HH:MM:SS" texts and schedule points.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "platform/time.h"
+
+namespace {
+
+constexpr std::int64_t kSecond = 1000;
+constexpr std::int64_t kMinute = 60 * kSecond;
+constexpr std::int64_t kHour = 60 * kMinute;
+constexpr std::int64_t kDay = 24 * kHour;
+
+TEST(TimeText, ValidatesStrictlyAndConvertsLeniently) {
+    struct Row {
+        const wchar_t* text;
+        bool valid;
+        std::int64_t ms;  // StrToTimeSpan
+        const char* legend;
+    };
+    const Row rows[] = {
+        {L"00:00:59", true, 59 * kSecond, "last second of the first minute"},
+        {L"00:59:59", true, 59 * kMinute + 59 * kSecond, "largest minutes and seconds"},
+        {L"24:00:00", true, kDay, "a whole day is a valid interval"},
+        {L"36:00:00", true, 36 * kHour, "hours beyond a day"},
+        {L"100:00:01", true, 100 * kHour + kSecond, "three-digit hours"},
+        {L"1:2:3", false, kHour + 2 * kMinute + 3 * kSecond, "single digits: lenient only"},
+        {L"00:60:00", false, kHour, "minutes of 60 are read but not valid"},
+        {L"00:00:60", false, kMinute, "seconds of 60 likewise"},
+        {L"00:00:75", false, 75 * kSecond, "fields are not range-checked"},
+        {L"garbage", false, 0, "no digits read as zero"},
+        {L"", false, 0, "empty"},
+        {L"12:34", false, 12 * kHour + 34 * kMinute, "missing seconds are zero"},
+        {L"12", false, 12 * kHour, "hours alone"},
+        {L"01:02:03:04", false, kHour + 2 * kMinute + 3 * kSecond, "a fourth field is ignored"},
+        {L" 01:00:00", false, kHour, "leading blank skipped by the converter"},
+        {L"01:00:00 ", false, kHour, "trailing blank"},
+        {L"0a:00:00", false, 0, "digits stop at the letter"},
+        {L"00:00:5x", false, 5 * kSecond, "trailing letter in seconds"},
+        {L"::30", false, 30 * kSecond, "empty fields"},
+        {L"-01:00:00", false, -kHour, "a sign is read as the platform reads it"},
+        {L"00:0:00", false, 0, "one-digit minutes"},
+        {L"00:000:00", false, 0, "three-digit minutes"},
+        {L"0:00:00", false, 0, "one-digit hours"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.legend);
+        EXPECT_EQ(ValidateTime(row.text), row.valid);
+        EXPECT_EQ(StrToTimeSpan(row.text).GetTotalMilliseconds(), row.ms);
+        EXPECT_EQ(StrToMS(row.text), static_cast<DWORD>(row.ms));
+    }
+}
+
+TEST(TimeText, MillisecondsWrapAtThirtyTwoBitsAndHugeFieldsSaturate) {
+    // 1200 hours is 4 320 000 000 ms, past 2^32.
+    EXPECT_EQ(StrToMS(L"1200:00:00"), static_cast<DWORD>(4320000000LL - 4294967296LL));
+    EXPECT_EQ(StrToTimeSpan(L"1200:00:00").GetTotalMilliseconds(), 1200 * kHour);
+    // A field saturates at the largest 32-bit long instead of overflowing.
+    EXPECT_EQ(StrToTimeSpan(L"00:00:99999999999999999999").GetTotalMilliseconds(),
+              2147483647LL * kSecond);
+    EXPECT_TRUE(ValidateTime(L"99999999999999999999:00:00"));
+}
+
+TEST(Calendar, DatesRoundTripAndStepDayByDayAcrossTwoCenturies) {
+    // Every day from 1899 to 2101: the date read back builds the same instant, and each day
+    // follows its predecessor (a leap day, month and year boundary each show up here).
+    const std::int64_t first = TTime(1899, 1, 1, 0, 0, 0).GetMillisecondsSince1970() / kDay;
+    const std::int64_t last = TTime(2101, 12, 31, 0, 0, 0).GetMillisecondsSince1970() / kDay;
+    int leapDays = 0;
+    TTime previous = TTime::FromMilliseconds((first - 1) * kDay);
+    for (std::int64_t day = first; day <= last; ++day) {
+        const TTime t = TTime::FromMilliseconds(day * kDay + 13 * kHour);
+        ASSERT_EQ(TTime(t.GetYear(), t.GetMonth(), t.GetDay(), 13, 0, 0), t) << day;
+        const bool nextDayOfMonth =
+            t.GetDay() == previous.GetDay() + 1 && t.GetMonth() == previous.GetMonth();
+        const bool newMonth = t.GetDay() == 1 && (t.GetMonth() == previous.GetMonth() % 12 + 1);
+        ASSERT_TRUE(nextDayOfMonth || newMonth) << day;
+        ASSERT_EQ(t.GetDayOfWeek(), (previous.GetDayOfWeek() + 1) % 7) << day;
+        if (t.GetMonth() == 2 && t.GetDay() == 29) {
+            ++leapDays;
+            EXPECT_TRUE(t.GetYear() % 4 == 0 && (t.GetYear() % 100 != 0 || t.GetYear() % 400 == 0));
+        }
+        previous = t;
+    }
+    // 1904..2096 by fours, 2000 included, 1900 and 2100 not.
+    EXPECT_EQ(leapDays, 49);
+}
+
+TEST(Calendar, KnownInstantsAndFieldsBeforeAndAfter1970) {
+    struct Row {
+        TTime time;
+        std::int64_t ms;
+        int dayOfWeek;
+        const char* legend;
+    };
+    const Row rows[] = {
+        {TTime(1970, 1, 1, 0, 0, 0), 0, 4, "origin, a Thursday"},
+        {TTime(1969, 12, 31, 23, 59, 59, 999), -1, 3, "one millisecond before"},
+        {TTime(2000, 2, 29, 12, 0, 0), 951825600000, 2, "leap day of a 400-year"},
+        {TTime(2024, 1, 1, 0, 0, 0), 1704067200000, 1, "a Monday"},
+        {TTime(2024, 13, 1, 0, 0, 0), 1735689600000, 3, "month 13 rolls into next year"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.legend);
+        EXPECT_EQ(row.time.GetMillisecondsSince1970(), row.ms);
+        EXPECT_EQ(row.time.GetDayOfWeek(), row.dayOfWeek);
+    }
+    const TTime before = TTime::FromMilliseconds(-1);
+    EXPECT_EQ(before.GetSecondsSince1970(), -1);
+    EXPECT_EQ(before.GetYear(), 1969);
+    EXPECT_EQ(before.GetHour(), 23);
+    EXPECT_EQ(before.GetMillisecond(), 999);
+    EXPECT_EQ(before.GetTimeOfDay().GetTotalMilliseconds(), kDay - 1);
+
+    const SYSTEMTIME st = TTime(2031, 7, 9, 8, 7, 6, 5).GetAsSystemTime();
+    EXPECT_EQ(st.wYear, 2031);
+    EXPECT_EQ(st.wMonth, 7);
+    EXPECT_EQ(st.wDay, 9);
+    EXPECT_EQ(st.wDayOfWeek, 3);
+    EXPECT_EQ(st.wHour * 10000 + st.wMinute * 100 + st.wSecond, 80706);
+    EXPECT_EQ(st.wMilliseconds, 5);
+    EXPECT_EQ(TTime::FromSystemTime(st), TTime(2031, 7, 9, 8, 7, 6, 5));
+}
+
+TEST(TimeSpan, ComponentsOfNegativeSpansMirrorThePositiveOnes) {
+    const TTimeSpan span(1, 2, 3, 4, 5);
+    EXPECT_EQ(span.GetTotalMilliseconds(), kDay + 2 * kHour + 3 * kMinute + 4 * kSecond + 5);
+    for (const TTimeSpan s : {span, -span}) {
+        const int sign = s.GetTotalMilliseconds() < 0 ? -1 : 1;
+        SCOPED_TRACE(sign);
+        EXPECT_EQ(s.GetDays(), sign * 1);
+        EXPECT_EQ(s.GetHours(), sign * 2);
+        EXPECT_EQ(s.GetMinutes(), sign * 3);
+        EXPECT_EQ(s.GetSeconds(), sign * 4);
+        EXPECT_EQ(s.GetMilliseconds(), sign * 5);
+        EXPECT_EQ(s.GetTotalSeconds(),
+                  sign * (kDay + 2 * kHour + 3 * kMinute + 4 * kSecond) / 1000);
+        EXPECT_EQ(s.GetTotalMinutes(), sign * (24 * 60 + 2 * 60 + 3));
+    }
+    EXPECT_EQ(TTimeSpan::FromSeconds(90) - TTimeSpan::FromSeconds(30), TTimeSpan(0, 0, 1, 0));
+    EXPECT_LT(-span, TTimeSpan());
+    TTime t(2024, 3, 31, 23, 0, 0);
+    t += TTimeSpan(0, 2, 0, 0);
+    EXPECT_EQ(t, TTime(2024, 4, 1, 1, 0, 0));
+    EXPECT_EQ(t - TTime(2024, 3, 31, 23, 0, 0), TTimeSpan(0, 2, 0, 0));
+}
+
+TEST(NextScheduledTime, LandsOnOffsetPlusWholeIntervals) {
+    const TTime day(2024, 5, 17, 0, 0, 0);
+    const auto at = [&](int h, int m, int s) { return day + TTimeSpan(0, h, m, s); };
+    const auto span = [](int h, int m, int s) { return TTimeSpan(0, h, m, s); };
+    struct Row {
+        TTime time;
+        TTimeSpan interval;
+        TTimeSpan offset;
+        TTime expected;
+        const char* legend;
+    };
+    const Row rows[] = {
+        {at(10, 7, 0), span(0, 15, 0), span(0, 5, 0), at(10, 20, 0), "between points"},
+        {at(10, 20, 0), span(0, 15, 0), span(0, 5, 0), at(10, 20, 0), "exactly on a point"},
+        {at(10, 20, 0) + TTimeSpan::FromMilliseconds(1), span(0, 15, 0), span(0, 5, 0),
+         at(10, 35, 0), "a millisecond past a point"},
+        {at(10, 7, 0), span(1, 0, 0), span(1, 10, 0), at(10, 10, 0),
+         "offset larger than the interval"},
+        {at(10, 7, 0), span(1, 0, 0), -span(0, 50, 0), at(10, 10, 0), "negative offset"},
+        {at(23, 59, 0), span(1, 0, 0), span(0, 30, 0), day + span(24, 30, 0), "into next day"},
+        {at(10, 7, 0), TTimeSpan(), span(0, 5, 0), at(10, 7, 0), "zero interval"},
+        {at(10, 7, 0), -span(0, 15, 0), span(0, 5, 0), at(10, 7, 0), "negative interval"},
+        // 1440 minutes leave 5 over when divided by 7: points drift across days.
+        {TTime(1970, 1, 2, 0, 0, 0), span(0, 7, 0), TTimeSpan(), TTime(1970, 1, 2, 0, 2, 0),
+         "interval not dividing a day counts from 1970"},
+        {TTime(1969, 12, 31, 23, 40, 0), span(0, 15, 0), span(0, 5, 0),
+         TTime(1969, 12, 31, 23, 50, 0), "before 1970"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.legend);
+        EXPECT_EQ(NextScheduledTime(row.time, row.interval, row.offset), row.expected);
+    }
+}
+
+TEST(NextScheduledTime, IntervalsDividingADayGiveTheSameTimesOfDayEveryDay) {
+    for (const std::int64_t interval :
+         {kSecond, 7 * kMinute + 30 * kSecond, 15 * kMinute, kHour, 3 * kHour, 8 * kHour, kDay}) {
+        const TTimeSpan step = TTimeSpan::FromMilliseconds(interval);
+        const TTimeSpan offset = TTimeSpan::FromMilliseconds(interval * 3 + 1234 % interval);
+        SCOPED_TRACE(interval);
+        // The first point after midnight is the same time of day on days years apart.
+        const TTime a = NextScheduledTime(TTime(2023, 3, 1, 0, 0, 0), step, offset);
+        const TTime b = NextScheduledTime(TTime(2031, 11, 17, 0, 0, 0), step, offset);
+        EXPECT_EQ(a.GetTimeOfDay(), b.GetTimeOfDay());
+        EXPECT_LT(a.GetTimeOfDay().GetTotalMilliseconds(), interval);
+        // Walking one day of points lands exactly on the next midnight's first point.
+        TTime t = a;
+        for (std::int64_t i = 0; i < kDay / interval; ++i) {
+            t = NextScheduledTime(t + TTimeSpan::FromMilliseconds(1), step, offset);
+        }
+        EXPECT_EQ(t, a + TTimeSpan::FromMilliseconds(kDay));
+    }
+}
+
+}  // namespace
