@@ -16,7 +16,7 @@ std::unique_ptr<CXMLSetup> MakeSectionReader(const std::string& elementText, std
 
 // A writer that collects what a plug-in writes as the text of its section.
 class SetupTextWriter : public CXMLSetup {
-public:
+  public:
     bool ReadNextToken(CXMLToken& token) override;
     bool WriteStartTag(const std::wstring& tag) override;
     bool WriteText(const std::wstring& text) override;
@@ -24,14 +24,14 @@ public:
     // UTF-8 text of everything written, one element per line, indented by nesting.
     const std::string& Text() const { return text_; }
 
-private:
+  private:
     std::string text_;
-    int depth_ = 0;
-    bool inStartTag_ = false;
+    std::vector<std::string> open_;  // names of the elements open, outermost first
+    bool inStartTag_ = false;        // the innermost start tag still takes attribute texts
 };
 
 class SetupFile {
-public:
+  public:
     // Reads and checks a whole file. On failure returns false, leaves *this unchanged and sets
     // `error` to "FILE:LINE:COLUMN: what was expected".
     bool Load(const std::string& path, std::string& error);
@@ -49,12 +49,14 @@ public:
     void SetSection(const std::wstring& tag, const std::string& elementText);
     std::vector<std::wstring> SectionTags() const;
 
-private:
+  private:
     struct Section {
         std::wstring tag;
-        std::string text;
-        int line = 0;
+        std::string text;        // the element as it stands in the file, indented one step
+        int line = 0;            // of its start tag in the file read; 0 when set since
+        std::vector<int> lines;  // the file's line for each line of `text`, when read
     };
+    const Section* Find(const std::wstring& tag) const;
     std::vector<Section> sections_;
     std::string fileName_;
 };
