@@ -2,6 +2,7 @@
 #include <type_traits>
 
 #include "core/device.h"
+#include "core/exports.h"
 #include "platform/plugin.h"
 #include "platform/report.h"
 
