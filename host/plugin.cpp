@@ -25,7 +25,8 @@ T Find(void* handle, const char* name) {
 
 }  // namespace
 
-std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& error) {
+std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& error,
+                                     const std::vector<std::wstring>& takenTags) {
     dlerror();
     void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
@@ -74,6 +75,11 @@ std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& error
     const wchar_t* tag = e.GetSetupTag();
     if (tag == nullptr || *tag == L'\0') {
         error = path + ": GetSetupTag returned no tag";
+        dlclose(handle);
+        return nullptr;
+    }
+    if (std::find(takenTags.begin(), takenTags.end(), std::wstring(tag)) != takenTags.end()) {
+        error = path + ": its setup tag <" + ToUtf8(tag) + "> is already used by a loaded plug-in";
         dlclose(handle);
         return nullptr;
     }

@@ -36,8 +36,10 @@ class Plugin {
     // Loads the library at `path`, finds its exports and calls AppInit. Null on failure, with
     // `error` naming the file and what went wrong: the loader's own message, every required
     // export that is missing ("PATH: not a plug-in: missing exports GetSetupTag, ReadSetup"),
-    // an empty setup tag, or AppInit failing.
-    static std::unique_ptr<Plugin> Load(const std::string& path, std::string& error);
+    // an empty setup tag or one in `takenTags` (checked before AppInit, so a library loaded
+    // twice is not initialised twice), or AppInit failing.
+    static std::unique_ptr<Plugin> Load(const std::string& path, std::string& error,
+                                        const std::vector<std::wstring>& takenTags = {});
     // Calls AppExit, then unloads the library. Every object the plug-in made (blocks, control
     // panel entries) must be gone by then.
     ~Plugin();

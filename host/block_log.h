@@ -1,0 +1,49 @@
+// The host's "Log" block: writes every reading it receives to a CSV file and passes it on.
+//
+// Properties (in this order):
+//   File       text     empty  the CSV file, relative to the setup file; empty: "<Name>.csv"
+//   Precision  integer  2      digits right of the decimal point of real values in the file
+//
+// Input "Input" and output "Output", both at data index 2. The file starts afresh (with its
+// header "time,value,status") at the block's first recording start and is appended to at later
+// starts. Each row is "YYYY-MM-DD HH:MM:SS,value,status": status "ok", "error" or "nodata";
+// the value is empty for a reading without data.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+#include "platform/module.h"
+
+namespace tarvo::host {
+
+class LogBlock : public TModule {
+  public:
+    static constexpr int kPort = 2;
+
+    explicit LogBlock(std::string baseDirectory);
+
+    std::wstring GetInputName(int index) const override;
+    std::wstring GetOutputName(int index) const override;
+    bool Start() override;
+    void Stop() override;
+    bool Execute() override;
+
+    // The file the block writes (resolved).
+    std::string FilePath() const;
+    // Readings written since the block was made.
+    std::uint64_t Written() const { return written_; }
+
+    // One CSV row for a reading, as the block writes it (without the line end).
+    static std::string FormatRow(const CSensorData& data, int precision);
+
+  private:
+    std::string baseDirectory_;
+    std::ofstream file_;
+    bool started_ = false;
+    bool flushEachRow_ = false;
+    std::uint64_t written_ = 0;
+};
+
+}  // namespace tarvo::host
