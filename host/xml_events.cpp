@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <mutex>
 
 #include "host/setup_xml.h"
 
@@ -65,7 +66,9 @@ bool ReadXmlEvents(std::string_view text, const std::string& fileName,
         error = Located(fileName, 1, 1, "expected an XML document, found no content");
         return false;
     }
-    xmlInitParser();
+    // libxml2 wants its one-time set-up done before threads parse side by side.
+    static std::once_flag initialised;
+    std::call_once(initialised, xmlInitParser);
     std::unique_ptr<xmlTextReader, ReaderFree> reader(
         xmlReaderForMemory(text.data(), static_cast<int>(text.size()), fileName.c_str(), nullptr,
                            XML_PARSE_NONET | XML_PARSE_BIG_LINES));
