@@ -398,10 +398,9 @@ bool HostEngine::Adopt(SetupFile file, const std::string& path, const std::strin
             TReport::Warning("%s: InitSetup failed", p->FileName().c_str());
         }
     }
-    // What was read is what an unchanged setup writes, so AutoSaveSetup has a fair baseline.
-    SetupFile written;
-    std::string ignored;
-    savedText_ = BuildSetupLocked(written, ignored) ? written.ToText() : setup_.ToText();
+    // The file as read is the baseline: AutoSaveSetup writes when what the plug-ins and the
+    // graph would write differs from it (a section made by InitSetup counts as a change).
+    savedText_ = setup_.ToText();
     return true;
 }
 

@@ -1,5 +1,6 @@
 // The host engine: graphs from the setup file, recording on the virtual clock, saving back.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -466,18 +467,30 @@ TEST(Engine, TheGraphIsSavedBackAndReadsAgainTheSame) {
     EXPECT_EQ(dir.Read("saved2.xml"), saved);
 }
 
+ino_t InodeOf(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+}
+
+// Saving is atomic (a new file renamed over the old), so an untouched inode means no write.
 TEST(Engine, AutoSaveWritesOnlyAChangedSetup) {
     TempDir dir;
-    dir.Write("setup.xml", SourceAndLog("Interval=\"00:10:00\"", "l.csv"));
-    HostEngine engine;
+    dir.Write("typed.xml", SourceAndLog("Interval=\"00:10:00\"", "l.csv"));
     std::string error;
+    {
+        HostEngine writer;
+        ASSERT_TRUE(writer.LoadSetup(dir.File("typed.xml"), error)) << error;
+        ASSERT_TRUE(writer.SaveSetup(dir.File("setup.xml"), error)) << error;
+    }
+    HostEngine engine;
     ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
-    const std::string original = dir.Read("setup.xml");
+    const ino_t before = InodeOf(dir.File("setup.xml"));
     EXPECT_TRUE(engine.AutoSaveSetup());
-    EXPECT_EQ(dir.Read("setup.xml"), original);
+    EXPECT_EQ(InodeOf(dir.File("setup.xml")), before);
 
     engine.FindModule(L"Stage")->GetProperty(L"Interval")->SetText(L"00:05:00");
     EXPECT_TRUE(engine.AutoSaveSetup());
+    EXPECT_NE(InodeOf(dir.File("setup.xml")), before);
     HostEngine reread;
     ASSERT_TRUE(reread.LoadSetup(dir.File("setup.xml"), error)) << error;
     EXPECT_EQ(reread.FindModule(L"Stage")->GetProperty(L"Interval")->GetText(), L"00:05:00");

@@ -16,7 +16,8 @@ if(TARGET tarvo)
       add_dependencies(${test} testplugin testplugin_notag)
       target_compile_definitions(${test} PRIVATE
         TEST_PLUGIN_PATH="$<TARGET_FILE:testplugin>"
-        TEST_PLUGIN_NOTAG_PATH="$<TARGET_FILE:testplugin_notag>")
+        TEST_PLUGIN_NOTAG_PATH="$<TARGET_FILE:testplugin_notag>"
+        TARVO_LIBRARY_PATH="$<TARGET_FILE:tarvo>")
     endif()
   endforeach()
 endif()

@@ -65,6 +65,7 @@ __attribute__((visibility("default"))) int AppInit() {
 
 __attribute__((visibility("default"))) int AppExit() {
     ++state.appExit;
+    state.blocksAliveAtExit = state.blocksAlive;
     return 1;
 }
 

@@ -15,6 +15,7 @@ struct TestPluginState {
     int engineStop = 0;
     int unexpectedTokens = 0;
     int blocksAlive = 0;
+    int blocksAliveAtExit = -1;
     std::vector<std::pair<std::wstring, std::wstring>> settings;
 };
 

@@ -1,0 +1,233 @@
+// Plug-ins loaded by their exported names: the test plug-in, a library without GetSetupTag,
+// and the setup sections handed over and saved back.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "host/clock.h"
+#include "host/engine.h"
+#include "host/plugin.h"
+#include "platform/clock.h"
+#include "platform/module_factory.h"
+#include "tests/host/plugin/test_plugin_state.h"
+
+namespace {
+
+using tarvo::host::HostEngine;
+using tarvo::host::Plugin;
+
+class TempDir {
+  public:
+    TempDir() {
+        char pattern[] = "/tmp/tarvo-plugin-XXXXXX";
+        path_ = mkdtemp(pattern);
+    }
+    ~TempDir() { std::filesystem::remove_all(path_); }
+    std::string File(const std::string& name) const { return path_ + "/" + name; }
+    void Write(const std::string& name, const std::string& text) const {
+        std::ofstream(File(name)) << text;
+    }
+    std::string Read(const std::string& name) const {
+        std::ifstream in(File(name));
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+  private:
+    std::string path_;
+};
+
+// Keeps the test plug-in mapped for the whole test, so that its state can be read even after
+// the engine has unloaded it, and starts each test from a clean state.
+class PluginTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        handle_ = dlopen(TEST_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(handle_, nullptr) << dlerror();
+        auto stateOf = reinterpret_cast<TestPluginStateOfProc>(dlsym(handle_, "TestPluginStateOf"));
+        ASSERT_NE(stateOf, nullptr);
+        state_ = stateOf();
+        *state_ = TestPluginState{};
+    }
+    void TearDown() override {
+        if (handle_)
+            dlclose(handle_);
+    }
+
+    void* handle_ = nullptr;
+    TestPluginState* state_ = nullptr;
+};
+
+// The setup as the host writes it, so that saving an unchanged setup gives the same bytes.
+const char* const kSetup =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<TarvoSetup>\n"
+    "    <Elsewhere>\n"
+    "        <Kept Note = \"a section nobody loaded\" />\n"
+    "    </Elsewhere>\n"
+    "    <TestPlugin>\n"
+    "        <Settings Alpha = \"42\" Beta = \"a &amp; b &lt; c\" Gamma = \"\" />\n"
+    "    </TestPlugin>\n"
+    "</TarvoSetup>\n";
+
+TEST_F(PluginTest, IsLoadedThroughDlopenWithItsExportsFoundByName) {
+    std::string error;
+    auto plugin = Plugin::Load(TEST_PLUGIN_PATH, error);
+    ASSERT_NE(plugin, nullptr) << error;
+    const auto& e = plugin->Exports();
+    EXPECT_NE(e.AppInit, nullptr);
+    EXPECT_NE(e.AppExit, nullptr);
+    EXPECT_NE(e.GetFileVersion, nullptr);
+    EXPECT_NE(e.ReadSetup, nullptr);
+    EXPECT_NE(e.WriteSetup, nullptr);
+    EXPECT_NE(e.InitSetup, nullptr);
+    EXPECT_NE(e.OnEngineStart, nullptr);
+    EXPECT_NE(e.OnEngineStop, nullptr);
+    // The optional exports it lacks are simply absent.
+    EXPECT_EQ(e.CreateControlPanelEntry, nullptr);
+    EXPECT_EQ(e.DisplayProc, nullptr);
+    EXPECT_EQ(e.GetMenuEntry, nullptr);
+    EXPECT_EQ(e.IsMainMenu, nullptr);
+    EXPECT_EQ(plugin->SetupTag(), L"TestPlugin");
+    EXPECT_EQ(plugin->FileVersion(), L"1.2.3.4");
+    EXPECT_EQ(plugin->FileName(), "libtestplugin.so");
+    // The factory is the exported object itself.
+    ASSERT_NE(plugin->Factory(), nullptr);
+    EXPECT_EQ(plugin->Factory()->GetModuleCount(), 1);
+    EXPECT_STREQ(plugin->Factory()->GetModuleName(0), L"Scale");
+    EXPECT_EQ(plugin->Factory()->GetModuleName(1), nullptr);
+    EXPECT_EQ(state_->appInit, 1);
+    plugin.reset();
+    EXPECT_EQ(state_->appExit, 1);
+}
+
+TEST_F(PluginTest, LibrariesThatAreNoPluginsAreRefusedNamingTheFileAndWhatIsMissing) {
+    struct Case {
+        const char* legend;
+        std::string path;
+        std::string error;
+    };
+    const Case cases[] = {
+        {"no GetSetupTag", TEST_PLUGIN_NOTAG_PATH,
+         std::string(TEST_PLUGIN_NOTAG_PATH) + ": not a plug-in: missing export GetSetupTag"},
+        {"a library with none of the exports", TARVO_LIBRARY_PATH,
+         std::string(TARVO_LIBRARY_PATH) +
+             ": not a plug-in: missing exports AppInit, AppExit, GetFileVersion, GetSetupTag, "
+             "ReadSetup, WriteSetup, InitSetup"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.legend);
+        std::string error;
+        EXPECT_EQ(Plugin::Load(c.path, error), nullptr);
+        EXPECT_EQ(error, c.error);
+    }
+    std::string error;
+    EXPECT_EQ(Plugin::Load("/nonexistent/libghost.so", error), nullptr);
+    EXPECT_EQ(error.rfind("/nonexistent/libghost.so: cannot load: ", 0), 0u) << error;
+    // The refused library was never initialised.
+    EXPECT_EQ(state_->appInit, 0);
+}
+
+TEST_F(PluginTest, ItsSectionIsReadWrittenAndSavedBackUnchanged) {
+    TempDir dir;
+    dir.Write("setup.xml", kSetup);
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    EXPECT_EQ(state_->readSetup, 1);
+    EXPECT_EQ(state_->initSetup, 0);
+    EXPECT_EQ(state_->unexpectedTokens, 0);
+    using Pair = std::pair<std::wstring, std::wstring>;
+    EXPECT_EQ(state_->settings,
+              (std::vector<Pair>{{L"Alpha", L"42"}, {L"Beta", L"a & b < c"}, {L"Gamma", L""}}));
+
+    ASSERT_TRUE(engine.SaveSetup(dir.File("saved.xml"), error)) << error;
+    EXPECT_EQ(state_->writeSetup, 1);
+    EXPECT_EQ(dir.Read("saved.xml"), kSetup);
+    // Nothing changed, so saving automatically leaves the file alone.
+    EXPECT_TRUE(engine.AutoSaveSetup());
+    EXPECT_EQ(dir.Read("setup.xml"), kSetup);
+}
+
+TEST_F(PluginTest, APluginWhoseSectionIsMissingIsInitialisedAndItsSectionAdded) {
+    TempDir dir;
+    dir.Write("setup.xml", "<TarvoSetup>\n</TarvoSetup>\n");
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    EXPECT_EQ(state_->readSetup, 0);
+    EXPECT_EQ(state_->initSetup, 1);
+    ASSERT_TRUE(engine.AutoSaveSetup());
+    EXPECT_NE(dir.Read("setup.xml").find("<Settings Alpha = \"1\" Beta = \"fresh\" />"),
+              std::string::npos)
+        << dir.Read("setup.xml");
+}
+
+TEST_F(PluginTest, ASecondPluginWithTheSameSetupTagIsRefusedBeforeItIsInitialised) {
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+    EXPECT_FALSE(engine.LoadPlugin(TEST_PLUGIN_PATH, error));
+    EXPECT_EQ(error, std::string(TEST_PLUGIN_PATH) +
+                         ": its setup tag <TestPlugin> is already used by a loaded plug-in");
+    EXPECT_EQ(state_->appInit, 1);
+    EXPECT_EQ(state_->appExit, 0);
+    EXPECT_EQ(engine.GetPluginCount(), 1);
+}
+
+TEST_F(PluginTest, RecordingStartsAndStopsThePluginAndItsBlocksDieBeforeAppExit) {
+    TempDir dir;
+    dir.Write("setup.xml",
+              "<TarvoSetup>\n  <Blocks>\n"
+              "    <Block Type=\"Source\" Name=\"S\" Mode=\"List\" Values=\"1.5,NODATA,-2\" "
+              "Interval=\"00:10:00\" />\n"
+              "    <Block Type=\"Scale\" Name=\"Twice\" Factor=\"3\" />\n"
+              "    <Block Type=\"Log\" Name=\"L\" File=\"scaled.csv\" />\n"
+              "    <Connection From=\"S\" To=\"Twice\" />\n"
+              "    <Connection From=\"Twice\" To=\"L\" />\n"
+              "  </Blocks>\n</TarvoSetup>\n");
+    {
+        tarvo::host::ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
+        HostEngine engine;
+        std::string error;
+        ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+        ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+        EXPECT_EQ(state_->blocksAlive, 1);
+        bool listed = false;
+        for (const auto& t : engine.GetBlockTypes())
+            listed |= t.name == L"Scale" && t.origin == "libtestplugin.so";
+        EXPECT_TRUE(listed);
+
+        ASSERT_TRUE(engine.Run());
+        EXPECT_EQ(state_->engineStart, 1);
+        EXPECT_EQ(state_->engineStop, 0);
+        Sleep(30 * 60'000);
+        ASSERT_TRUE(engine.Stop());
+        EXPECT_EQ(state_->engineStop, 1);
+        engine.Shutdown();
+        EXPECT_EQ(state_->appExit, 1);
+        EXPECT_EQ(state_->blocksAliveAtExit, 0);
+    }
+    EXPECT_EQ(dir.Read("scaled.csv"),
+              "time,value,status\n"
+              "2024-03-10 00:10:00,4.50,ok\n"
+              "2024-03-10 00:20:00,,nodata\n"
+              "2024-03-10 00:30:00,-6.00,ok\n");
+}
+
+TEST_F(PluginTest, OnlyLibrariesExportingGetSetupTagAreFoundInAFolder) {
+    std::vector<std::string> problems;
+    auto dir = std::filesystem::path(TEST_PLUGIN_PATH).parent_path().string();
+    auto found = tarvo::host::FindPlugins(dir, problems);
+    EXPECT_EQ(found, std::vector<std::string>{TEST_PLUGIN_PATH});
+    EXPECT_TRUE(problems.empty());
+}
+
+}  // namespace
