@@ -38,6 +38,9 @@ class SetupFile {
     bool Parse(const std::string& text, const std::string& fileName, std::string& error);
     // Writes atomically: a temporary file beside the target, flushed, then renamed over it.
     bool Save(const std::string& path, std::string& error) const;
+    // The whole file in the host's layout: each section as SetupTextWriter lays it out, one step
+    // in. Everything inside a section (elements, attributes, text, comments) is kept, so
+    // sections of other owners survive a save; comments outside the sections are not kept.
     std::string ToText() const;
 
     bool HasSection(const std::wstring& tag) const;
