@@ -1,0 +1,51 @@
+// The type codes the transmitter knows: what each carries and what kind of command it is.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/types.h"
+
+namespace tarvo::sim {
+
+enum class Arg {
+    None,      // no payload
+    Bool,      // one byte, non-zero is true
+    U8,        // one byte
+    U16,       // two bytes, high first
+    U32,       // four bytes, high first
+    Span,      // four bytes: days, hours (<24), minutes (<60), seconds (<60)
+    Bytes,     // any number of bytes, none included
+    Message,   // one byte or more
+    LeadFloat  // the byte 3, then a single-precision real, high byte first
+};
+
+enum class Role {
+    Query,    // answers data, changes nothing
+    Setting,  // stored in the configuration; answers one byte, 1 accepted, 0 refused
+    Action,   // does something; answers one byte, 1 done, 0 refused (770 answers text)
+    Load      // fills a transmit buffer; answers one byte
+};
+
+struct CommandInfo {
+    WORD code;
+    Arg arg;
+    Role role;
+    // Refused (one byte 0) while the master switch is on: the device changes its set-up only
+    // when stopped.
+    bool needsStopped;
+    const char* name;
+};
+
+// The known command of `code`; nullptr for a code the transmitter does not know.
+const CommandInfo* FindCommand(WORD code);
+std::span<const CommandInfo> Catalogue();
+
+// Whether `payload` has the shape `arg` demands; otherwise `why` says what is wrong.
+bool PayloadFits(Arg arg, std::span<const BYTE> payload, std::string& why);
+
+// Seconds of a time-span payload (which must fit Arg::Span).
+std::int64_t SpanSeconds(std::span<const BYTE> payload);
+
+}  // namespace tarvo::sim
