@@ -6,26 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <ostream>
 
 #include "sim/support/wire.h"
 #include "sim/time_source.h"
 #include "sim/transmitter.h"
 
 namespace simtest {
-
-struct ExpectedReply {
-    std::uint16_t type;
-    Bytes payload;
-    const std::uint8_t* number;
-    Bytes Frame() const { return Reply(*number, type, payload); }
-};
-inline bool operator==(const Bytes& line, const ExpectedReply& expected) {
-    return line == expected.Frame();
-}
-inline void PrintTo(const ExpectedReply& expected, std::ostream* os) {
-    *os << Hex(expected.Frame());
-}
 
 class DeviceTest : public ::testing::Test {
   protected:

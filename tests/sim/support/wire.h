@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,21 @@ Bytes U32(std::uint32_t value);
 Bytes SpanOf(long seconds);
 Bytes Cat(std::initializer_list<Bytes> parts);
 std::string Hex(const Bytes& bytes);
+
+// A reply frame whose packet number is read only when it is compared, so that
+// `EXPECT_EQ(Exchange(...), Expect(...))` holds whichever argument is evaluated first.
+struct ExpectedReply {
+    std::uint16_t type;
+    Bytes payload;
+    const std::uint8_t* number;
+    Bytes Frame() const { return Reply(*number, type, payload); }
+};
+inline bool operator==(const Bytes& line, const ExpectedReply& expected) {
+    return line == expected.Frame();
+}
+inline void PrintTo(const ExpectedReply& expected, std::ostream* os) {
+    *os << Hex(expected.Frame());
+}
 
 // Seconds since 1970 of a civil time, computed the slow obvious way (day by day).
 std::int64_t Epoch(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
