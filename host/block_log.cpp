@@ -9,8 +9,7 @@
 
 namespace tarvo::host {
 
-LogBlock::LogBlock(std::string baseDirectory)
-    : TModule(L"Log"), baseDirectory_(std::move(baseDirectory)) {
+LogBlock::LogBlock() : TModule(L"Log") {
     AddProperty(TProperty::Text(L"File"));
     AddProperty(TProperty::Integer(L"Precision", 2));
 }
@@ -25,10 +24,7 @@ std::wstring LogBlock::GetOutputName(int index) const {
 
 std::string LogBlock::FilePath() const {
     std::wstring file = GetProperty(L"File")->GetText();
-    std::filesystem::path path(ToUtf8(file.empty() ? GetName() + L".csv" : file));
-    if (path.is_relative())
-        path = std::filesystem::path(baseDirectory_) / path;
-    return path.string();
+    return ToUtf8(file.empty() ? GetName() + L".csv" : file);
 }
 
 bool LogBlock::Start() {

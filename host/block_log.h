@@ -1,7 +1,10 @@
 // The host's "Log" block: writes every reading it receives to a CSV file and passes it on.
 //
 // Properties (in this order):
-//   File       text     empty  the CSV file, relative to the setup file; empty: "<Name>.csv"
+//   File       text     empty  the CSV file; a relative name is taken from the current
+//                              folder (outputs go where the program runs, while inputs such
+//                              as a Source's CSV file are found beside the setup); empty:
+//                              "<Name>.csv"
 //   Precision  integer  2      digits right of the decimal point of real values in the file
 //
 // Input "Input" and output "Output", both at data index 2. The file starts afresh (with its
@@ -22,7 +25,7 @@ class LogBlock : public TModule {
   public:
     static constexpr int kPort = 2;
 
-    explicit LogBlock(std::string baseDirectory);
+    LogBlock();
 
     std::wstring GetInputName(int index) const override;
     std::wstring GetOutputName(int index) const override;
@@ -39,7 +42,6 @@ class LogBlock : public TModule {
     static std::string FormatRow(const CSensorData& data, int precision);
 
   private:
-    std::string baseDirectory_;
     std::ofstream file_;
     bool started_ = false;
     bool flushEachRow_ = false;

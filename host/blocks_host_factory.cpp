@@ -20,7 +20,7 @@ TModule* HostBlockFactory::CreateModule(int index) {
         case 0:
             return new SourceBlock(baseDirectory_());
         case 1:
-            return new LogBlock(baseDirectory_());
+            return new LogBlock;
         default:
             return nullptr;
     }

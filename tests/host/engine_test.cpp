@@ -28,8 +28,14 @@ class TempDir {
     TempDir() {
         char pattern[] = "/tmp/tarvo-engine-XXXXXX";
         path_ = mkdtemp(pattern);
+        // Log blocks write relative names into the current folder.
+        previous_ = std::filesystem::current_path();
+        std::filesystem::current_path(path_);
     }
-    ~TempDir() { std::filesystem::remove_all(path_); }
+    ~TempDir() {
+        std::filesystem::current_path(previous_);
+        std::filesystem::remove_all(path_);
+    }
     std::string File(const std::string& name) const { return path_ + "/" + name; }
     void Write(const std::string& name, const std::string& text) const {
         std::ofstream(File(name)) << text;
@@ -43,6 +49,7 @@ class TempDir {
 
   private:
     std::string path_;
+    std::filesystem::path previous_;
 };
 
 struct Row {
@@ -249,19 +256,21 @@ TEST(Engine, ErrorAndNoDataReadingsReachTheLogAsSuch) {
 
 TEST(Engine, CsvSourceHoldsTheLastRowAtOrBeforeEachReading) {
     TempDir dir;
-    dir.Write("levels.csv",
+    // The source's file is found beside the setup; the log goes to the current folder.
+    std::filesystem::create_directory(dir.File("conf"));
+    dir.Write("conf/levels.csv",
               "time,value\n"
               "# a comment\n"
               "2024-03-10 00:02:00,1.25\n"
               "2024-03-10 00:04:00,ERROR\n"
               "2024-03-10 00:05:00,\n"
               "2024-03-10 00:06:30,3\n");
-    dir.Write("setup.xml",
+    dir.Write("conf/setup.xml",
               SourceAndLog("Mode=\"CSV\" File=\"levels.csv\" Interval=\"00:01:00\"", "out.csv"));
     {
         ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
         HostEngine engine;
-        Record(engine, dir.File("setup.xml"), TTime(), 8 * 60'000);
+        Record(engine, dir.File("conf/setup.xml"), TTime(), 8 * 60'000);
         engine.Shutdown();
     }
     auto rows = ReadLog(dir.File("out.csv"));

@@ -25,8 +25,14 @@ class TempDir {
     TempDir() {
         char pattern[] = "/tmp/tarvo-plugin-XXXXXX";
         path_ = mkdtemp(pattern);
+        // Log blocks write relative names into the current folder.
+        previous_ = std::filesystem::current_path();
+        std::filesystem::current_path(path_);
     }
-    ~TempDir() { std::filesystem::remove_all(path_); }
+    ~TempDir() {
+        std::filesystem::current_path(previous_);
+        std::filesystem::remove_all(path_);
+    }
     std::string File(const std::string& name) const { return path_ + "/" + name; }
     void Write(const std::string& name, const std::string& text) const {
         std::ofstream(File(name)) << text;
@@ -40,6 +46,7 @@ class TempDir {
 
   private:
     std::string path_;
+    std::filesystem::path previous_;
 };
 
 // Keeps the test plug-in mapped for the whole test, so that its state can be read even after

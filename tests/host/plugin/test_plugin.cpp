@@ -11,6 +11,7 @@
 #include "platform/module.h"
 #include "platform/module_factory.h"
 #include "platform/plugin.h"
+#include "platform/report.h"
 #include "platform/xml_setup.h"
 #include "tests/host/plugin/test_plugin_state.h"
 
@@ -127,11 +128,13 @@ __attribute__((visibility("default"))) int InitSetup(void*) {
 
 __attribute__((visibility("default"))) int OnEngineStart() {
     ++state.engineStart;
+    TReport::Status("TestPlugin: engine started");
     return 1;
 }
 
 __attribute__((visibility("default"))) int OnEngineStop() {
     ++state.engineStop;
+    TReport::Status("TestPlugin: engine stopped");
     return 1;
 }
 }

@@ -1,0 +1,33 @@
+// tarvo: the logger platform on Linux. See `tarvo --help`.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "apps/tarvo/options.h"
+#include "apps/tarvo/run_session.h"
+
+int main(int argc, char** argv) {
+    using namespace tarvo::runner;
+    std::vector<std::string> args(argv + 1, argv + argc);
+    Command command;
+    std::string error;
+    if (!ParseCommand(args, command, error)) {
+        std::fprintf(stderr, "tarvo: %s\n", error.c_str());
+        return 2;
+    }
+    switch (command.kind) {
+        case Command::Kind::Help:
+            std::fputs(HelpText(), stdout);
+            return 0;
+        case Command::Kind::Version:
+            std::printf("tarvo %s\n", TARVO_VERSION);
+            return 0;
+        case Command::Kind::Blocks:
+            return ListBlocks(command.blocks, stdout, stderr);
+        case Command::Kind::Run: {
+            RunSession session(command.run);
+            return session.Execute();
+        }
+    }
+    return 2;
+}

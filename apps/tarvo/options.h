@@ -1,0 +1,53 @@
+// The runner's command line: subcommands and their options, parsed into plain records.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/report.h"
+#include "platform/time.h"
+
+namespace tarvo::runner {
+
+struct RunOptions {
+    std::string setupPath;
+    std::optional<std::int64_t> durationMs;  // --for; none: until Ctrl-C (real) or 24h (virtual)
+    std::vector<std::pair<std::string, std::string>> serial;  // --serial NAME=PATH
+    bool realtime = false;
+    std::optional<TTime> start;         // --start (virtual time only)
+    std::vector<std::string> plugins;   // --plugin; empty: those installed beside the program
+    std::string logFile;                // --log
+    std::optional<TReportLevel> level;  // --level
+    // Virtual time unless a serial mapping names a device or real time was asked for.
+    bool Virtual() const { return !realtime && serial.empty(); }
+};
+
+struct BlocksOptions {
+    std::vector<std::string> plugins;
+};
+
+struct Command {
+    enum class Kind { Help, Version, Run, Blocks };
+    Kind kind = Kind::Help;
+    RunOptions run;
+    BlocksOptions blocks;
+};
+
+// Parses the arguments after the program name. False with `error` saying what was expected.
+bool ParseCommand(const std::vector<std::string>& args, Command& command, std::string& error);
+
+// "90s", "15m", "24h", "30d", or a sum of such parts ("1h30m"). False when the text is not one.
+bool ParseDuration(const std::string& text, std::int64_t& ms);
+// "YYYY-MM-DD HH:MM:SS" or "YYYY-MM-DDTHH:MM:SS".
+bool ParseStartTime(const std::string& text, TTime& time);
+// A duration as "1d02h03m04s" with leading zero parts left out ("15m00s", "2d00h00m00s").
+std::string FormatDuration(std::int64_t ms);
+std::string FormatTime(TTime time);
+
+// The complete --help text.
+const char* HelpText();
+
+}  // namespace tarvo::runner

@@ -1,0 +1,186 @@
+#include "apps/tarvo/run_session.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+#include "apps/tarvo/interrupt.h"
+#include "host/clock.h"
+#include "host/plugin.h"
+#include "host/report_sinks.h"
+#include "host/serial_ports.h"
+#include "host/utf8.h"
+#include "platform/clock.h"
+
+namespace tarvo::runner {
+namespace {
+
+constexpr std::int64_t kDefaultVirtualMs = 24LL * 3'600'000;
+
+bool LoadInto(host::HostEngine& engine, const std::vector<std::string>& paths, std::FILE* err) {
+    for (const auto& path : paths) {
+        std::string error;
+        if (!engine.LoadPlugin(path, error)) {
+            std::fprintf(err, "tarvo: %s\n", error.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+std::vector<std::string> DefaultPlugins(std::FILE* err) {
+    std::vector<std::string> problems;
+    auto found = host::FindPlugins(host::ProgramDirectory(), problems);
+    for (const auto& p : problems)
+        std::fprintf(err, "tarvo: warning: %s\n", p.c_str());
+    return found;
+}
+
+RunSession::RunSession(RunOptions options, std::FILE* out, std::FILE* err)
+    : options_(std::move(options)), out_(out), err_(err) {}
+
+RunSession::~RunSession() = default;
+
+void RunSession::AddHooks(std::unique_ptr<RunHooks> hooks) {
+    hooks_.push_back(std::move(hooks));
+}
+
+int RunSession::Fail(const std::string& message) {
+    std::fprintf(err_, "tarvo: %s\n", message.c_str());
+    Engine().Shutdown();
+    return 1;
+}
+
+bool RunSession::LoadPlugins() {
+    auto paths = options_.plugins.empty() ? DefaultPlugins(err_) : options_.plugins;
+    return LoadInto(Engine(), paths, err_);
+}
+
+int RunSession::Execute() {
+    for (auto& h : hooks_)
+        h->Configure(options_);
+
+    host::SetStderrLevel(options_.level.value_or(TReportLevel::Warning));
+    if (!options_.logFile.empty() &&
+        !host::SetLogFile(options_.logFile, options_.level.value_or(TReportLevel::Debug))) {
+        std::fprintf(err_, "tarvo: --log: cannot open %s for appending\n",
+                     options_.logFile.c_str());
+        return 1;
+    }
+    for (const auto& [name, path] : options_.serial)
+        host::MapPortToDevice(host::FromUtf8(name), path);
+
+    // The clock comes first and goes last: every platform thread of the run lives inside it.
+    std::optional<host::ScopedVirtualClock> clock;
+    if (options_.Virtual()) {
+        TTime start = options_.start.value_or(
+            TTime::FromSecondsSince1970(TTime::GetCurrentTime().GetSecondsSince1970()));
+        clock.emplace(start);
+    }
+
+    auto& engine = Engine();
+    if (!LoadPlugins()) {
+        engine.Shutdown();
+        return 1;
+    }
+    std::string error;
+    if (!engine.LoadSetup(options_.setupPath, error))
+        return Fail(error);
+    for (auto& h : hooks_) {
+        if (!h->BeforeStart(*this, error))
+            return Fail(error);
+    }
+
+    const TTime begin = TTime::GetCurrentTime();
+    const host::Micros beginMicros = host::NowMicros();
+    TEvent interrupt(true, false, "interrupt");
+    {
+        InterruptWatcher watcher(interrupt);
+        engine.Run();
+        Record(interrupt);
+        interrupted_ = watcher.Interrupted();
+        engine.Stop();
+    }
+    for (auto& h : hooks_)
+        h->AfterStop(*this);
+
+    const std::int64_t ms = (host::NowMicros() - beginMicros) / 1000;
+    std::fprintf(out_, "tarvo: %s %s of %s time, %s to %s, with %d block%s and %d plug-in%s\n",
+                 interrupted_ ? "interrupted after" : "recorded", FormatDuration(ms).c_str(),
+                 options_.Virtual() ? "virtual" : "real", FormatTime(begin).c_str(),
+                 FormatTime(TTime::GetCurrentTime()).c_str(), engine.GetModuleCount(),
+                 engine.GetModuleCount() == 1 ? "" : "s", engine.GetPluginCount(),
+                 engine.GetPluginCount() == 1 ? "" : "s");
+    std::fflush(out_);
+    engine.Shutdown();
+    return interrupted_ ? 130 : 0;
+}
+
+void RunSession::Record(TEvent& interrupt) {
+    std::optional<std::int64_t> total = options_.durationMs;
+    if (!total && options_.Virtual())
+        total = kDefaultVirtualMs;
+    const host::Micros begin = host::NowMicros();
+    // Progress is for people: only on a terminal, only for virtual runs long enough to matter.
+    const bool progress =
+        options_.Virtual() && total && *total >= 3'600'000 && isatty(fileno(err_)) == 1;
+    auto lastPrint = std::chrono::steady_clock::now() - std::chrono::seconds(1);
+    bool printed = false;
+
+    for (;;) {
+        std::int64_t elapsed = (host::NowMicros() - begin) / 1000;
+        DWORD wait = INFINITE;
+        if (total) {
+            if (elapsed >= *total)
+                break;
+            std::int64_t step = *total - elapsed;
+            if (progress)
+                step = std::min<std::int64_t>(step, std::max<std::int64_t>(*total / 500, 1000));
+            wait = static_cast<DWORD>(std::min<std::int64_t>(step, 0x7FFFFFFF));
+        }
+        if (WaitForSingleObject(interrupt, wait) == WAIT_OBJECT_0)
+            break;
+        if (progress) {
+            auto now = std::chrono::steady_clock::now();
+            if (now - lastPrint >= std::chrono::milliseconds(100)) {
+                lastPrint = now;
+                std::int64_t done = (host::NowMicros() - begin) / 1000;
+                std::fprintf(err_, "\r  %3d%%  %s of %s virtual time  (logger time %s)",
+                             static_cast<int>(100 * done / *total), FormatDuration(done).c_str(),
+                             FormatDuration(*total).c_str(),
+                             FormatTime(TTime::GetCurrentTime()).c_str());
+                std::fflush(err_);
+                printed = true;
+            }
+        }
+    }
+    if (printed) {
+        std::fprintf(err_, "\r\033[K");
+        std::fflush(err_);
+    }
+}
+
+int ListBlocks(const BlocksOptions& options, std::FILE* out, std::FILE* err) {
+    auto& engine = host::GetHostEngine();
+    auto paths = options.plugins.empty() ? DefaultPlugins(err) : options.plugins;
+    if (!LoadInto(engine, paths, err)) {
+        engine.Shutdown();
+        return 1;
+    }
+    auto types = engine.GetBlockTypes();
+    std::size_t width = 0;
+    for (const auto& t : types)
+        width = std::max(width, host::ToUtf8(t.name).size());
+    for (const auto& t : types) {
+        std::string name = host::ToUtf8(t.name);
+        std::fprintf(out, "%-*s  %s\n", static_cast<int>(width), name.c_str(), t.origin.c_str());
+    }
+    engine.Shutdown();
+    return 0;
+}
+
+}  // namespace tarvo::runner
