@@ -455,8 +455,7 @@ void Transmitter::RunSchedule(Micros now) {
     }
     const std::int64_t t = clock_.AtMs(now);
     if (!served_) {
-        served_.emplace();
-        served_->window = *WindowClosingAfter(config, t);
+        served_.emplace(*WindowClosingAfter(config, t));
     }
     while (true) {
         Served& served = *served_;
@@ -473,8 +472,7 @@ void Transmitter::RunSchedule(Micros now) {
         }
         CloseWindow(served, config);
         const Window next = WindowAt(config, served.window.index + 1);
-        served_.emplace();
-        served_->window = next;
+        served_.emplace(next);
     }
 }
 

@@ -109,6 +109,7 @@ class Transmitter {
 
   private:
     struct Served {
+        explicit Served(const Window& w) : window(w) {}
         Window window;
         bool committed = false;  // the load deadline has passed
         bool hasMessage = false;
