@@ -115,6 +115,17 @@ bool SourceBlock::Start() {
     if (StrToTimeSpan(GetProperty(L"Interval")->GetText()) <= TTimeSpan()) {
         TReport::Warning("Source \"%s\": Interval is zero; it never measures.", name.c_str());
     }
+    if (mode_ == Mode::List) {
+        for (const auto& entry : GetProperty(L"Values")->GetTexts()) {
+            double v = 0.0;
+            if (!ParseDouble(entry, v) && !IsMark(entry, L"ERROR") && !IsMark(entry, L"NODATA")) {
+                TReport::Warning(
+                    "Source \"%s\": list entry \"%s\" is no number, ERROR or NODATA; it gives "
+                    "readings without data.",
+                    name.c_str(), ToUtf8(entry).c_str());
+            }
+        }
+    }
     if (mode_ == Mode::Csv) {
         std::string error;
         if (!LoadCsv(error)) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <map>
+#include <thread>
 
 #include "host/blocks_host_factory.h"
 #include "host/blocks_text.h"
@@ -491,6 +492,12 @@ bool HostEngine::Run() {
 }
 
 bool HostEngine::Stop() {
+    // A block cannot stop the recording it is running in: the processing thread would wait
+    // for itself to end.
+    if (processingThread_.load() == std::this_thread::get_id()) {
+        TReport::Warning("Recording cannot be stopped from the processing thread");
+        return false;
+    }
     TSingleLock lock(runLock_, true);
     if (!running_.load())
         return true;
@@ -498,6 +505,7 @@ bool HostEngine::Stop() {
     if (processing_) {
         processing_->Join();
         processing_.reset();
+        processingThread_.store(std::thread::id());
     }
     for (int i : graph_.order) {
         TModule& b = *graph_.blocks[static_cast<std::size_t>(i)];
@@ -515,6 +523,7 @@ bool HostEngine::Stop() {
 }
 
 void HostEngine::ProcessingLoop() {
+    processingThread_.store(std::this_thread::get_id());
     const std::size_t n = graph_.blocks.size();
     // Position of each block in the processing order, and which are scheduled and when next.
     std::vector<bool> scheduled(n, false);

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/engine_graph.h"
@@ -122,6 +123,7 @@ class HostEngine : public CEngine {
     std::string savedText_;  // the setup as last loaded or saved, to tell a change
     Graph graph_;
     std::unique_ptr<TThread> processing_;
+    std::atomic<std::thread::id> processingThread_{};
 };
 
 // The process engine as the host sees it (the same object GetEngine returns).

@@ -14,6 +14,7 @@
 #include "host/report_sinks.h"
 #include "platform/clock.h"
 #include "platform/engine.h"
+#include "platform/module_factory.h"
 
 namespace {
 
@@ -88,14 +89,13 @@ std::string SourceAndLog(const std::string& sourceAttributes, const std::string&
                      "    <Connection From=\"Stage\" To=\"StageLog\" />\n");
 }
 
-// Loads `setup`, records from `start` for `ms` of virtual time, and stops.
-void Record(HostEngine& engine, const std::string& path, TTime start, DWORD ms) {
+// Loads the setup at `path`, records for `ms` of virtual time, and stops.
+void Record(HostEngine& engine, const std::string& path, DWORD ms) {
     std::string error;
     ASSERT_TRUE(engine.LoadSetup(path, error)) << error;
     ASSERT_TRUE(engine.Run());
     Sleep(ms);
     ASSERT_TRUE(engine.Stop());
-    (void)start;
 }
 
 TEST(Engine, ExistsBeforeAnySetupStoppedWithItsStopEventSet) {
@@ -169,7 +169,7 @@ TEST(Engine, SourceAndLogOverADayGiveExactlyTheScheduledReadings) {
         {
             ScopedVirtualClock clock(c.start);
             HostEngine engine;
-            Record(engine, dir.File("setup.xml"), c.start, kDay);
+            Record(engine, dir.File("setup.xml"), kDay);
             engine.Shutdown();
         }
         auto rows = ReadLog(dir.File("stage.csv"));
@@ -199,7 +199,7 @@ TEST(Engine, RampValuesFollowTheTimeSinceRecordingStarted) {
     {
         ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 30, 0));
         HostEngine engine;
-        Record(engine, dir.File("setup.xml"), TTime(), 3 * kHour);
+        Record(engine, dir.File("setup.xml"), 3 * kHour);
         engine.Shutdown();
     }
     auto rows = ReadLog(dir.File("ramp.csv"));
@@ -241,7 +241,7 @@ TEST(Engine, ErrorAndNoDataReadingsReachTheLogAsSuch) {
             tarvo::host::SetStderrLevel(TReportLevel::Error, false);
             ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
             HostEngine engine;
-            Record(engine, dir.File("setup.xml"), TTime(), 5 * 60'000);
+            Record(engine, dir.File("setup.xml"), 5 * 60'000);
             engine.Shutdown();
             tarvo::host::SetStderrLevel(TReportLevel::Warning, true);
         }
@@ -270,7 +270,7 @@ TEST(Engine, CsvSourceHoldsTheLastRowAtOrBeforeEachReading) {
     {
         ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
         HostEngine engine;
-        Record(engine, dir.File("conf/setup.xml"), TTime(), 8 * 60'000);
+        Record(engine, dir.File("conf/setup.xml"), 8 * 60'000);
         engine.Shutdown();
     }
     auto rows = ReadLog(dir.File("out.csv"));
@@ -298,7 +298,7 @@ TEST(Engine, ReadingsFlowAlongAChainAndAFanOutInOnePass) {
     {
         ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
         HostEngine engine;
-        Record(engine, dir.File("setup.xml"), TTime(), kHour);
+        Record(engine, dir.File("setup.xml"), kHour);
         engine.Shutdown();
     }
     for (const char* file : {"a.csv", "b.csv", "c.csv"}) {
@@ -322,7 +322,7 @@ TEST(Engine, DisabledBlocksNeitherRunNorPassReadingsOn) {
     {
         ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
         HostEngine engine;
-        Record(engine, dir.File("setup.xml"), TTime(), kHour);
+        Record(engine, dir.File("setup.xml"), kHour);
         engine.Shutdown();
     }
     EXPECT_FALSE(std::filesystem::exists(dir.File("off.csv")));
@@ -516,6 +516,51 @@ TEST(Engine, ModulesAreListedInFileOrder) {
     EXPECT_EQ(engine.GetModule(1)->GetModuleName(), L"Log");
     EXPECT_EQ(engine.GetModule(2), nullptr);
     EXPECT_EQ(engine.GetModule(-1), nullptr);
+}
+
+// A block that asks its engine to stop from inside Execute.
+class Stopper : public TModule {
+  public:
+    explicit Stopper(HostEngine& engine) : TModule(L"Stopper"), engine_(engine) {}
+    std::wstring GetInputName(int i) const override { return i == 2 ? L"Input" : L""; }
+    bool Execute() override {
+        stopResult = engine_.Stop() ? 1 : 0;
+        return false;
+    }
+    int stopResult = -1;
+
+  private:
+    HostEngine& engine_;
+};
+
+class StopperFactory : public TModuleFactory {
+  public:
+    explicit StopperFactory(HostEngine& engine) : engine_(engine) { SetModules(1, kNames); }
+    TModule* CreateModule(int) override { return new Stopper(engine_); }
+    static constexpr const wchar_t* kNames[] = {L"Stopper"};
+
+  private:
+    HostEngine& engine_;
+};
+
+TEST(Engine, ABlockCannotStopRecordingFromTheProcessingThread) {
+    ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
+    HostEngine engine;
+    StopperFactory factory(engine);
+    engine.AddBlockTypes(factory, "test");
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetupText(
+        SetupText("    <Block Type=\"Source\" Name=\"S\" Interval=\"00:01:00\" />\n"
+                  "    <Block Type=\"Stopper\" Name=\"X\" />\n"
+                  "    <Connection From=\"S\" To=\"X\" />\n"),
+        "stop.xml", error))
+        << error;
+    ASSERT_TRUE(engine.Run());
+    Sleep(90'000);
+    EXPECT_EQ(static_cast<Stopper*>(engine.FindModule(L"X"))->stopResult, 0);
+    EXPECT_TRUE(engine.IsRunning());
+    EXPECT_TRUE(engine.Stop());
+    EXPECT_FALSE(engine.IsRunning());
 }
 
 TEST(Engine, LoadingIsRefusedWhileRecording) {
