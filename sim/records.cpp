@@ -1,5 +1,7 @@
 #include "sim/records.h"
 
+#include <cstdio>
+
 #include "sim/calendar.h"
 
 namespace tarvo::sim {
@@ -99,8 +101,14 @@ std::string ToJson(const DownlinkEntry& e) {
             ",\"type\":" + std::to_string(e.typeCode) + ",\"bytes\":\"" + ToHex(e.bytes) + "\"";
     if (e.kind == DownlinkKind::SelfTimed) {
         json += ",\"window_open\":" + Quoted(IsoTime(e.windowOpenMs)) +
-                ",\"window_close\":" + Quoted(IsoTime(e.windowCloseMs)) +
-                ",\"battery\":" + Bool(e.battery) + ",\"position\":" + Bool(e.position);
+                ",\"window_close\":" + Quoted(IsoTime(e.windowCloseMs));
+    }
+    if (e.kind == DownlinkKind::SelfTimed || e.kind == DownlinkKind::SelfTimedTest) {
+        char id[9];
+        std::snprintf(id, sizeof id, "%08x", static_cast<unsigned>(e.secondaryId));
+        json += ",\"battery\":" + Bool(e.battery) + ",\"position\":" + Bool(e.position) +
+                ",\"data_format\":" + std::to_string(e.dataFormat) + ",\"secondary_id\":\"" + id +
+                "\",\"scd_channel\":" + std::to_string(e.scdChannel);
     }
     return json + "}";
 }

@@ -39,11 +39,16 @@ struct DownlinkEntry {
     WORD channel = 0;
     WORD typeCode = 0;
     std::vector<BYTE> bytes;
-    // Self-timed only: the window (device time) and the extras the transmitter appends.
+    // Self-timed windows only: the window, in device time.
     std::int64_t windowOpenMs = 0;
     std::int64_t windowCloseMs = 0;
+    // Self-timed and self-timed test: the extras the transmitter appends (223, 225) and the
+    // set-up it transmits under (232, 42, 251).
     bool battery = false;
     bool position = false;
+    BYTE dataFormat = 0;
+    DWORD secondaryId = 0;
+    WORD scdChannel = 0;
 };
 
 const char* DirectionName(Direction direction);

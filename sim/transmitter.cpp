@@ -37,6 +37,14 @@ void PutU32(std::vector<BYTE>& out, std::uint32_t value) {
     out.push_back(static_cast<BYTE>(value));
 }
 
+void SetSelfTimedExtras(DownlinkEntry& entry, const SelfTimedConfig& config) {
+    entry.battery = config.battery;
+    entry.position = config.position;
+    entry.dataFormat = config.dataFormat;
+    entry.secondaryId = config.secondaryId;
+    entry.scdChannel = config.scdChannel;
+}
+
 }  // namespace
 
 Transmitter::Transmitter(const TimeSource& time, TransmitterOptions options)
@@ -314,9 +322,7 @@ std::vector<BYTE> Transmitter::Execute(const Frame& frame, bool invalidTime, std
                 return Refuse(note, "test not armed by 236");
             }
             testArmed_ = false;
-            const SelfTimedConfig config = config_.SelfTimed();
-            return SendTest(DownlinkKind::SelfTimedTest, selfTimedBuffer_, config.channel,
-                            config.typeCode, note);
+            return SendTest(DownlinkKind::SelfTimedTest, selfTimedBuffer_, note);
         }
         case 236:
             testArmed_ = true;
@@ -329,11 +335,8 @@ std::vector<BYTE> Transmitter::Execute(const Frame& frame, bool invalidTime, std
         case 312:
             randomBuffer_ = frame.payload;
             return {1};
-        case 314: {
-            const RandomConfig config = config_.Random();
-            return SendTest(DownlinkKind::RandomTest, randomBuffer_, config.channel,
-                            config.typeCode, note);
-        }
+        case 314:
+            return SendTest(DownlinkKind::RandomTest, randomBuffer_, note);
         case 606:
             return SendToMaker(note);
         case 770:
@@ -385,11 +388,19 @@ std::vector<BYTE> Transmitter::SendRandom(std::string& note) {
     return {1};
 }
 
-std::vector<BYTE> Transmitter::SendTest(DownlinkKind kind, std::vector<BYTE>& buffer, WORD channel,
-                                        WORD typeCode, std::string& note) {
+std::vector<BYTE> Transmitter::SendTest(DownlinkKind kind, std::vector<BYTE>& buffer,
+                                        std::string& note) {
     DownlinkEntry entry = NewDownlink(kind);
-    entry.channel = channel;
-    entry.typeCode = typeCode;
+    if (kind == DownlinkKind::SelfTimedTest) {
+        const SelfTimedConfig config = config_.SelfTimed();
+        entry.channel = config.channel;
+        entry.typeCode = config.typeCode;
+        SetSelfTimedExtras(entry, config);
+    } else {
+        const RandomConfig config = config_.Random();
+        entry.channel = config.channel;
+        entry.typeCode = config.typeCode;
+    }
     if (failsafe_) {
         entry.reason = "failsafe";
     } else if (buffer.empty()) {
@@ -482,8 +493,7 @@ void Transmitter::CloseWindow(const Served& served, const SelfTimedConfig& confi
     entry.typeCode = config.typeCode;
     entry.windowOpenMs = served.window.openMs;
     entry.windowCloseMs = served.window.closeMs;
-    entry.battery = config.battery;
-    entry.position = config.position;
+    SetSelfTimedExtras(entry, config);
     if (served.hasMessage) {
         entry.bytes = served.message;
         ++counters_.selfTimedSent;

@@ -132,8 +132,7 @@ class Transmitter {
     std::vector<BYTE> Execute(const Frame& frame, bool invalidTime, std::string& note);
     std::vector<BYTE> Refuse(std::string& note, const std::string& why);
     std::vector<BYTE> SendRandom(std::string& note);
-    std::vector<BYTE> SendTest(DownlinkKind kind, std::vector<BYTE>& buffer, WORD channel,
-                               WORD typeCode, std::string& note);
+    std::vector<BYTE> SendTest(DownlinkKind kind, std::vector<BYTE>& buffer, std::string& note);
     std::vector<BYTE> SendToMaker(std::string& note);
     void BeginRestart(Micros now);
     void RunSchedule(Micros now);

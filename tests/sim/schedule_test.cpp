@@ -91,6 +91,9 @@ class SelfTimedDevice : public DeviceTest {
             {214, {centred ? std::uint8_t{1} : std::uint8_t{0}}},
             {223, {1}},
             {225, {0}},
+            {42, U32(0x1234ABCD)},
+            {232, {2}},
+            {251, U16(7)},
             {200, {1}},
         };
         for (const auto& [type, payload] : writes) {
@@ -164,7 +167,19 @@ TEST_F(SelfTimedDevice, SendsAMessageLoadedInTimeAndCountsLateOrEmptyWindowsMiss
         EXPECT_EQ(log[i].typeCode, 300);
         EXPECT_TRUE(log[i].battery);
         EXPECT_FALSE(log[i].position);
+        EXPECT_EQ(log[i].dataFormat, 2);
+        EXPECT_EQ(log[i].secondaryId, 0x1234ABCDu);
+        EXPECT_EQ(log[i].scdChannel, 7);
     }
+    EXPECT_EQ(ToJson(log[0]),
+              "{\"log\":\"downlink\",\"time\":\"2024-03-01T12:01:00.000\","
+              "\"device_time\":\"2024-03-01T12:01:00.000\",\"kind\":\"self-timed\",\"sent\":true,"
+              "\"channel\":151,\"type\":300,\"bytes\":\"4649525354\","
+              "\"window_open\":\"2024-03-01T12:00:00.000\","
+              "\"window_close\":\"2024-03-01T12:01:00.000\",\"battery\":true,"
+              "\"position\":false,\"data_format\":2,\"secondary_id\":\"1234abcd\","
+              "\"scd_channel\":7}");
+    EXPECT_NE(ToJson(log[1]).find("\"sent\":false,\"reason\":\"empty\""), std::string::npos);
     EXPECT_EQ(device_->Counts().selfTimedSent, 3u);
     EXPECT_EQ(device_->Counts().selfTimedMissed, 2u);
 }
