@@ -15,7 +15,7 @@ if(TARVO_BUILD_FUZZ)
     add_executable(sim_fuzz ${CMAKE_CURRENT_LIST_DIR}/fuzz/transmitter_fuzz.cpp
                             ${sim_model_sources})
     target_include_directories(sim_fuzz PRIVATE ${PROJECT_SOURCE_DIR})
-    target_compile_options(sim_fuzz PRIVATE -fsanitize=fuzzer,address,undefined)
+    target_compile_options(sim_fuzz PRIVATE -O1 -fsanitize=fuzzer,address,undefined)
     target_link_options(sim_fuzz PRIVATE -fsanitize=fuzzer,address,undefined)
     set_target_properties(sim_fuzz PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
   endif()

@@ -225,11 +225,16 @@ TEST(CorvaneSimProgram, AnswersRequestsAcrossManyOpensAndClosesOfItsTerminal) {
 }
 
 TEST(CorvaneSimProgram, TakesFaultsAndClockSettingsFromTheCommandLine) {
+    const std::string link =
+        ::testing::TempDir() + "corvane-sim-link-" + std::to_string(::getpid());
     SimProcess sim({"--fault", "unknown-command,code=4,count=all", "--clock-offset", "3600",
-                    "--fault=invalid-time,code=35"});
+                    "--fault=invalid-time,code=35", "--link", link});
     const std::string path = sim.FirstLine();
     ASSERT_FALSE(path.empty());
-    const int fd = OpenLine(path);
+    char target[256] = {};
+    ASSERT_GT(::readlink(link.c_str(), target, sizeof target - 1), 0);
+    EXPECT_EQ(std::string(target), path);
+    const int fd = OpenLine(link);
     ASSERT_GE(fd, 0);
     EXPECT_EQ(Transact(fd, Request(1, 4)), Reply(1, 4, Text("Unknown command")));
     EXPECT_EQ(Transact(fd, Request(2, 4)), Reply(2, 4, Text("Unknown command")));
@@ -243,6 +248,7 @@ TEST(CorvaneSimProgram, TakesFaultsAndClockSettingsFromTheCommandLine) {
     EXPECT_LE(std::llabs(static_cast<std::int64_t>(Seconds(valid)) - (now + 3600)), 5);
     ::close(fd);
     EXPECT_EQ(sim.Finish(SIGINT), 0);
+    EXPECT_NE(::access(link.c_str(), F_OK), 0) << "the link is removed on exit";
 }
 
 TEST(CorvaneSimProgram, ExplainsItselfAndRefusesABadCommandLine) {
