@@ -7,9 +7,17 @@
 #include "platform/report.h"
 
 CCorvane::CCorvane()
-    : sessionLock_(1, 1, "corvane session lock"), stateLock_(1, 1, "corvane state lock") {}
+    : selfTimedMsgr_(*this),
+      randomMsgr_(*this),
+      sessionLock_(1, 1, "corvane session lock"),
+      stateLock_(1, 1, "corvane state lock") {}
 
-CCorvane::~CCorvane() = default;
+CCorvane::~CCorvane() {
+    // The messenger threads use the device's locks and settings, which are destroyed before the
+    // messengers themselves: end the threads while all of it still stands.
+    selfTimedMsgr_.Stop();
+    randomMsgr_.Stop();
+}
 
 bool CCorvane::OpenPort() {
     return corvane::OpenSessionPort(*this, Port);

@@ -75,6 +75,29 @@ class CCorvane : public CPacketComm {
     // 770. Refused only by a reply text other than "Unknown command"; that text is `reason`.
     corvane::CommandResult MasterStart(std::wstring& reason);
 
+    // --- Recording start and stop ------------------------------------------------------------
+    // Both run under the state lock (taken without limit), so they exclude each other; each
+    // exchange inside takes the session lock on its own. They return the operator's report
+    // (report_texts.h), empty when all went well, and never fail otherwise: recording goes on
+    // whatever the transmitter did.
+    //
+    // Start: nothing while running or while neither transmission is enabled (then the running
+    // flag stays clear). With InitCorvane: 506, 771, 200 off, 300 off, 338 off, satellite id and
+    // offset, clock synchronisation, the self-timed upload, the random push, 200 on (self-timed
+    // enabled only), 770 -- ending at the first failure. Then, whatever happened, the threads of
+    // the enabled messengers start and the running flag is set.
+    std::wstring RecordingStart();
+    // Stop: nothing while not running, nor while neither transmission is enabled (the running
+    // flag then stays set). The enabled messengers' threads stop first; with InitCorvane then
+    // 771, 200 off, 300 off, 338 off, ending at the first failure. The running flag is cleared.
+    std::wstring RecordingStop();
+    // Reads the transmitter's clock (35) and sets the logger's clock to it when they differ by
+    // more than a second (Status "Corvane: Setting system time to ..."), then tells the
+    // time-change subscribers. Marks the time obtained whenever a valid time came. False only
+    // when the exchange failed; a reply of the wrong size or without a valid time is true, with
+    // no time obtained.
+    bool SynchronizeClock(bool waitDeadTime = false);
+
     // --- State -------------------------------------------------------------------------------
     bool IsRunning() const { return running_.load() != 0; }
     void SetRunning(bool running) { running_.store(running ? 1 : 0); }

@@ -6,7 +6,7 @@ class CXMLSetup;
 
 extern "C" {
 int AppInit();
-// Runs nothing while recording is stopped; always 1.
+// While recording runs, runs the recording-stop sequence and shows nothing; always 1.
 int AppExit();
 const wchar_t* GetFileVersion();  // "3.9.0.8"
 const wchar_t* GetSetupTag();     // "Corvane"
@@ -16,4 +16,21 @@ int ReadSetup(CXMLSetup* setup);
 int WriteSetup(CXMLSetup* setup);
 // 0, with Warning "Error setting Corvane configuration to defaults.", on failure.
 int InitSetup(void* reserved);
+
+// Recording start and stop, called by the platform as recording starts and stops. Each runs its
+// sequence (CCorvane::RecordingStart / RecordingStop) and, when that produced a report, shows it
+// with MessageDlg(no parent, report, 60, MB_OK). Always 1: a transmitter problem never stops
+// recording.
+int OnEngineStart();
+int OnEngineStop();
+
+// The same sequences for another module that drives recording itself; nothing is shown. The
+// result is the report text, "" when all went well: a copy made with malloc that belongs to the
+// caller, who releases it with free(). Null only when that memory could not be had.
+wchar_t* Start();
+wchar_t* Stop();
 }
+
+// How callers that find Start and Stop by name type them.
+using StartProc = wchar_t* (*)();
+using StopProc = wchar_t* (*)();

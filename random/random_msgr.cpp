@@ -1,6 +1,15 @@
 #include "random/random_msgr.h"
 
-CRandomMsgr::CRandomMsgr() : stopEvent_(true, true, "random messenger stop") {}
+#include "core/corvane.h"
+#include "platform/report.h"
+#include "random/random_config_push.h"
+
+CRandomMsgr::CRandomMsgr(CCorvane& device)
+    : device_(device), stopEvent_(true, true, "random messenger stop") {}
+
+CRandomMsgr::~CRandomMsgr() {
+    Stop();
+}
 
 bool CRandomMsgr::ReadSetup(CXMLSetup& setup, CXMLToken& next) {
     return ReadRandomSetup(setup, settings_, next);
@@ -17,4 +26,47 @@ bool CRandomMsgr::InitSetup() {
 
 bool CRandomMsgr::ValidateRandomSetup(std::wstring& /*errors*/) const {
     return true;
+}
+
+bool CRandomMsgr::PushRandomConfig() {
+    for (const CPacket& request : corvane::RandomConfigRequests(settings_)) {
+        if (device_.SendCommand(request, false) != corvane::CommandResult::Accepted) {
+            return false;
+        }
+    }
+    if (RandomTypeHasAntenna(settings_.Type)) {
+        // Deliberately assembled and dropped. The transmitter holds one 862, and the self-timed
+        // upload has just sent its own from the self-timed Type and Antenna; sending this one
+        // would overwrite that with a value from the random settings. Stations have always run
+        // with the self-timed value, so the random one stays unsent.
+        [[maybe_unused]] const CPacket unsent = corvane::RandomParam862Request(settings_);
+    }
+    return true;
+}
+
+bool CRandomMsgr::Start() {
+    if (thread_) {
+        return false;
+    }
+    stopEvent_.Reset();
+    thread_ = std::make_unique<TThread>([this] { ThreadProc(); }, "random messenger");
+    return true;
+}
+
+bool CRandomMsgr::Stop() {
+    if (!thread_) {
+        return false;
+    }
+    stopEvent_.Set();
+    thread_->Join(INFINITE);
+    thread_.reset();
+    return true;
+}
+
+void CRandomMsgr::ThreadProc() {
+    TReport::Debug("Random messenger thread starting.");
+    // Scheduling comes with the Random and RndGroup blocks; until then the thread only waits to
+    // be stopped.
+    WaitForSingleObject(stopEvent_, INFINITE);
+    TReport::Debug("Random messenger thread exiting.");
 }

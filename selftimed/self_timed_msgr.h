@@ -1,17 +1,24 @@
-// The self-timed messenger: owns the self-timed settings and the stop event of its thread.
-// The scheduler thread itself is built on top of this class.
+// The self-timed messenger: owns the self-timed settings, its thread and the thread's stop
+// event, and copies the settings into the transmitter when recording starts. It talks to the
+// transmitter only through the device object that owns it.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
 #include "selftimed/self_timed_settings.h"
 
+class CCorvane;
+
 class SelfTimedMsgr {
   public:
     // The settings hold their construction values; the stop event is created set (stopped).
-    SelfTimedMsgr();
+    // `device` owns the messenger and outlives it; it is not used during construction.
+    explicit SelfTimedMsgr(CCorvane& device);
+    // Stops the thread if it still runs.
+    ~SelfTimedMsgr();
     SelfTimedMsgr(const SelfTimedMsgr&) = delete;
     SelfTimedMsgr& operator=(const SelfTimedMsgr&) = delete;
 
@@ -32,7 +39,24 @@ class SelfTimedMsgr {
     // agreement of the SelfTimed blocks, checked once they exist.
     bool ValidateSetup(std::wstring& errors) const;
 
+    // Copies the settings into the transmitter (the writes of SelfTimedUploadRequests, each
+    // through the device's exchange without limit on the lock wait). False at the first write
+    // that gets no valid reply; the rest are not sent. A refusing reply does not end it.
+    bool UploadConfig();
+
+    // The thread's life, called by recording start and stop (under the device's state lock).
+    // Start: false when the thread runs already; otherwise clears the stop event and starts it.
+    // Stop: false when no thread runs; otherwise sets the stop event and waits for the thread
+    // to end.
+    bool Start();
+    bool Stop();
+    bool IsThreadRunning() const { return thread_ != nullptr; }
+
   private:
+    void ThreadProc();
+
+    CCorvane& device_;
     SelfTimedSettings settings_;
     TEvent stopEvent_;
+    std::unique_ptr<TThread> thread_;
 };
