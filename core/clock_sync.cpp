@@ -1,4 +1,6 @@
 // Keeping the logger's clock on the transmitter's.
+#include <cstdint>
+
 #include "core/corvane.h"
 #include "link/command_codes.h"
 #include "platform/clock.h"
@@ -30,11 +32,12 @@ bool CCorvane::SynchronizeClock(bool waitDeadTime) {
         return true;
     }
     const TTime corvaneTime = TTime::FromSecondsSince1970(seconds);
-    const TTime now = TTime::GetCurrentTime();
-    // The transmitter reports whole seconds and the exchange itself takes time, so a second
-    // either way is agreement; setting the clock for less would make it jitter at every sync.
-    const TTimeSpan tolerance = TTimeSpan::FromSeconds(1);
-    if (corvaneTime > now + tolerance || corvaneTime < now - tolerance) {
+    // The transmitter counts whole seconds, so the comparison is in whole seconds too, and a
+    // second either way is agreement: setting the clock for less would make it jitter at every
+    // synchronisation.
+    const std::int64_t drift =
+        corvaneTime.GetSecondsSince1970() - TTime::GetCurrentTime().GetSecondsSince1970();
+    if (drift > 1 || drift < -1) {
         TReport::Status("Corvane: Setting system time to %02d/%02d/%04d %02d:%02d:%02d.",
                         corvaneTime.GetMonth(), corvaneTime.GetDay(), corvaneTime.GetYear(),
                         corvaneTime.GetHour(), corvaneTime.GetMinute(), corvaneTime.GetSecond());
