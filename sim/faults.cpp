@@ -72,15 +72,15 @@ bool ParseFaultKind(std::string_view name, FaultKind& kind) {
     return false;
 }
 
-bool ParseFault(std::string_view spec, Fault& fault, std::string& error) {
+bool ParseFault(std::string_view text, Fault& fault, std::string& error) {
     Fault parsed;
-    const std::size_t comma = spec.find(',');
-    const std::string_view kind = spec.substr(0, comma);
+    const std::size_t comma = text.find(',');
+    const std::string_view kind = text.substr(0, comma);
     if (!ParseFaultKind(kind, parsed.kind)) {
         error = "unknown fault kind '" + std::string(kind) + "'";
         return false;
     }
-    std::string_view rest = comma == std::string_view::npos ? "" : spec.substr(comma + 1);
+    std::string_view rest = comma == std::string_view::npos ? "" : text.substr(comma + 1);
     while (!rest.empty()) {
         const std::size_t eq = rest.find('=');
         if (eq == std::string_view::npos) {

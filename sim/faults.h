@@ -49,7 +49,7 @@ const char* FaultName(FaultKind kind);
 bool ParseFaultKind(std::string_view name, FaultKind& kind);
 
 // Reads "KIND[,code=N][,count=N|all][,delay=MS][,text=TEXT]" (text takes the rest of the line).
-bool ParseFault(std::string_view spec, Fault& fault, std::string& error);
+bool ParseFault(std::string_view text, Fault& fault, std::string& error);
 
 // The faults a test has set, counted down as they act.
 class FaultSet {

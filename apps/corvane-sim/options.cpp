@@ -29,7 +29,7 @@ const char* Usage() {
            "  --verbose             also write those lines to standard error\n"
            "  --link PATH           also make PATH a symbolic link to the slave side (removed on\n"
            "                        exit)\n"
-           "  --fault SPEC          inject a fault; repeatable. SPEC is\n"
+           "  --fault FAULT         inject a fault; repeatable. FAULT is\n"
            "                          KIND[,code=N][,count=N|all][,delay=MS][,text=TEXT]\n"
            "                        KIND: silence, corrupt-crc, wrong-number, plain-header,\n"
            "                        short-payload, refuse, master-refusal, unknown-command,\n"
