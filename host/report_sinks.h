@@ -29,7 +29,7 @@ bool SetLogFile(const std::string& path, TReportLevel level);
 
 // Records every entry written while it exists, for tests to assert on.
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -38,12 +38,14 @@ public:
     std::vector<LogEntry> Entries() const;
     // Entries of exactly this level whose text equals `text`.
     std::size_t Count(TReportLevel level, std::string_view text) const;
-    bool Contains(TReportLevel level, std::string_view text) const { return Count(level, text) > 0; }
+    bool Contains(TReportLevel level, std::string_view text) const {
+        return Count(level, text) > 0;
+    }
     // Texts of the entries of one level, in order.
     std::vector<std::string> Texts(TReportLevel level) const;
     void Clear();
 
-private:
+  private:
     int id_;
 };
 

@@ -13,7 +13,7 @@ namespace tarvo::host {
 // One byte stream under a CSerialComm: a termios device or one end of an in-memory line. The
 // protocol code above never asks which it has.
 class Transport {
-public:
+  public:
     virtual ~Transport() = default;
     virtual bool Configure(DWORD baud, BYTE dataBits, BYTE parity, BYTE stopBits) = 0;
     virtual bool Send(const BYTE* data, std::size_t count) = 0;
@@ -29,7 +29,7 @@ public:
 // modelled when asked: each byte takes 10 bit times at the baud the port side configured, in
 // clock time, in both directions.
 class SerialPeer {
-public:
+  public:
     virtual ~SerialPeer() = default;
     virtual bool Write(const BYTE* data, std::size_t count) = 0;
     // Waits up to `timeoutMs` of clock time (INFINITE: no limit) for at least one byte, then

@@ -7,7 +7,7 @@
 class TModule;
 
 class CEngine {
-public:
+  public:
     virtual ~CEngine() = default;
 
     // Takes the setup for editing, waiting at most `wait` ms; `flag` is the platform's

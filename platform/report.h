@@ -5,7 +5,7 @@
 enum class TReportLevel { Debug = 0, Status = 1, Warning = 2, Error = 3 };
 
 class TReport {
-public:
+  public:
     static void Debug(const char* format, ...) __attribute__((format(printf, 1, 2)));
     static void Status(const char* format, ...) __attribute__((format(printf, 1, 2)));
     static void Warning(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -23,7 +23,7 @@ class Transport;
 }
 
 class CSerialComm {
-public:
+  public:
     CSerialComm();
     ~CSerialComm();
     CSerialComm(const CSerialComm&) = delete;
@@ -54,7 +54,7 @@ public:
     // Sends `lastByte` and returns once every byte written has left the line.
     bool WaitForTxEmpty(BYTE lastByte);
 
-private:
+  private:
     std::wstring name_;
     DWORD baud_ = 9600;
     BYTE dataBits_ = 8;

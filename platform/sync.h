@@ -21,17 +21,17 @@ struct TWaitState;
 // successful wait consumes depends on the kind (an auto-reset event's signal, one count of a
 // semaphore; nothing for a manual-reset event, a clock-change handle or an ended thread).
 class TWaitable {
-public:
+  public:
     TWaitable(const TWaitable&) = delete;
     TWaitable& operator=(const TWaitable&) = delete;
     virtual ~TWaitable();
 
     TWaitState& State() const { return *state_; }
 
-protected:
+  protected:
     explicit TWaitable(std::unique_ptr<TWaitState> state);
 
-private:
+  private:
     std::unique_ptr<TWaitState> state_;
 };
 
@@ -47,7 +47,7 @@ DWORD WaitForMultipleObjects(std::initializer_list<TWaitable*> objects, DWORD ms
 // A manual-reset event stays signalled until Reset; an auto-reset event releases one waiter
 // and resets itself. The name appears in deadlock diagnostics.
 class TEvent : public TWaitable {
-public:
+  public:
     TEvent(bool manualReset, bool initiallySet, std::string name = "event");
     void Set();
     void Reset();
@@ -56,7 +56,7 @@ public:
 
 // A counting semaphore; the default is a binary one that starts free, used as a lock.
 class TSemaphore : public TWaitable {
-public:
+  public:
     explicit TSemaphore(long initialCount = 1, long maxCount = 1, std::string name = "semaphore");
     // Takes one count, waiting at most `ms` (INFINITE: no limit). True when taken.
     bool Lock(DWORD ms = INFINITE);
@@ -66,7 +66,7 @@ public:
 
 // Holds a TSemaphore for a scope; releases it on destruction if held.
 class TSingleLock {
-public:
+  public:
     explicit TSingleLock(TSemaphore& semaphore, bool lockNow = false);
     ~TSingleLock();
     TSingleLock(const TSingleLock&) = delete;
@@ -76,7 +76,7 @@ public:
     bool Unlock();
     bool IsLocked() const { return locked_; }
 
-private:
+  private:
     TSemaphore& semaphore_;
     bool locked_ = false;
 };
@@ -84,7 +84,7 @@ private:
 // Signalled when the logger's clock is set (SetSystemTime) after the handle was created; stays
 // signalled until Reset.
 class TRTCChange : public TWaitable {
-public:
+  public:
     TRTCChange();
     ~TRTCChange() override;
     void Reset();
@@ -93,14 +93,14 @@ public:
 // A platform thread. It starts running `body` at construction and takes part in the clock from
 // that moment; the handle is signalled once the body has returned. Destruction joins.
 class TThread : public TWaitable {
-public:
+  public:
     TThread(std::function<void()> body, std::string name);
     ~TThread() override;
     // Waits for the body to return, at most `ms`. True when it has.
     bool Join(DWORD ms = INFINITE);
     const std::string& Name() const { return name_; }
 
-private:
+  private:
     std::string name_;
     struct Runner;
     std::unique_ptr<Runner> runner_;

@@ -26,7 +26,7 @@ struct SYSTEMTIME {
 // A signed duration with millisecond resolution. Components of a negative span are all
 // negative or zero (as -(the positive span's components)).
 class TTimeSpan {
-public:
+  public:
     TTimeSpan() = default;
     TTimeSpan(long days, int hours, int minutes, int seconds, int milliseconds = 0);
     static TTimeSpan FromMilliseconds(std::int64_t ms);
@@ -46,13 +46,13 @@ public:
     TTimeSpan operator-() const;
     auto operator<=>(const TTimeSpan&) const = default;
 
-private:
+  private:
     std::int64_t ms_ = 0;
 };
 
 // An instant of logger time.
 class TTime {
-public:
+  public:
     TTime() = default;  // 1970-01-01 00:00:00.000
     TTime(int year, int month, int day, int hour, int minute, int second, int millisecond = 0);
     static TTime FromMilliseconds(std::int64_t msSince1970);
@@ -63,11 +63,11 @@ public:
     static TTime GetCurrentTime();
 
     int GetYear() const;
-    int GetMonth() const;      // 1..12
-    int GetDay() const;        // 1..31
-    int GetHour() const;       // 0..23
-    int GetMinute() const;     // 0..59
-    int GetSecond() const;     // 0..59
+    int GetMonth() const;   // 1..12
+    int GetDay() const;     // 1..31
+    int GetHour() const;    // 0..23
+    int GetMinute() const;  // 0..59
+    int GetSecond() const;  // 0..59
     int GetMillisecond() const;
     int GetDayOfWeek() const;  // 0 = Sunday
     std::int64_t GetMillisecondsSince1970() const;
@@ -82,7 +82,7 @@ public:
     TTime& operator+=(TTimeSpan span);
     auto operator<=>(const TTime&) const = default;
 
-private:
+  private:
     std::int64_t ms_ = 0;
 };
 

@@ -18,7 +18,7 @@ inline constexpr int XML_TOKEN_ATTR_VALUE = 5;  // attribute value; text = the v
 inline constexpr int XML_TOKEN_TEXT = 6;        // character data; text = the data
 
 class CXMLToken {
-public:
+  public:
     CXMLToken() = default;
     CXMLToken(int type, std::wstring text, int line = 0)
         : type_(type), text_(std::move(text)), line_(line) {}
@@ -27,14 +27,14 @@ public:
     // The line in the setup file the token came from (1-based; 0 when unknown).
     int GetLine() const { return line_; }
 
-private:
+  private:
     int type_ = XML_TOKEN_NONE;
     std::wstring text_;
     int line_ = 0;
 };
 
 class CXMLSetup {
-public:
+  public:
     virtual ~CXMLSetup() = default;
 
     // Reads the next token into `token`; false (token kind XML_TOKEN_NONE) past the end of the
