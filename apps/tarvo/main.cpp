@@ -1,10 +1,13 @@
 // tarvo: the logger platform on Linux. See `tarvo --help`.
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "apps/tarvo/options.h"
+#include "apps/tarvo/run_journal.h"
 #include "apps/tarvo/run_session.h"
+#include "apps/tarvo/transmitter_hooks.h"
 
 int main(int argc, char** argv) {
     using namespace tarvo::runner;
@@ -26,6 +29,8 @@ int main(int argc, char** argv) {
             return ListBlocks(command.blocks, stdout, stderr);
         case Command::Kind::Run: {
             RunSession session(command.run);
+            session.AddHooks(std::make_unique<RunJournal>(stderr));
+            session.AddHooks(std::make_unique<TransmitterHooks>());
             return session.Execute();
         }
     }

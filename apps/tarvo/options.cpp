@@ -1,6 +1,8 @@
 #include "apps/tarvo/options.h"
 
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 
 #include "host/report_sinks.h"
@@ -80,6 +82,38 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
                 return false;
             }
             run.level = level;
+        } else if (a == "--set-machine-clock") {
+            run.setMachineClock = true;
+        } else if (a == "--no-sim") {
+            run.simulator = false;
+        } else if (a == "--transcript") {
+            if (!TakeValue(args, i, a, run.transcriptPath, error))
+                return false;
+        } else if (a == "--sim-fault") {
+            if (!TakeValue(args, i, a, value, error))
+                return false;
+            sim::Fault fault;
+            std::string why;
+            if (!sim::ParseFault(value, fault, why)) {
+                error = "--sim-fault " + value + ": " + why;
+                return false;
+            }
+            run.simFaults.push_back(fault);
+        } else if (a == "--sim-clock-offset") {
+            if (!TakeValue(args, i, a, value, error))
+                return false;
+            double seconds = 0;
+            const auto [end, ec] =
+                std::from_chars(value.data(), value.data() + value.size(), seconds);
+            if (value.empty() || ec != std::errc() || end != value.data() + value.size() ||
+                std::fabs(seconds) > 3650.0 * 86400) {
+                error =
+                    "--sim-clock-offset: expected a number of seconds such as 2 or -0.5, "
+                    "not \"" +
+                    value + "\"";
+                return false;
+            }
+            run.simClockOffsetMs = std::llround(seconds * 1000);
         } else if (!a.empty() && a[0] == '-') {
             error = "run: unknown option \"" + a + "\"";
             return false;
@@ -96,6 +130,22 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
     }
     if (run.start && !run.Virtual()) {
         error = "--start: only a run in virtual time can start at a chosen time";
+        return false;
+    }
+    if (run.setMachineClock && run.Virtual()) {
+        error =
+            "--set-machine-clock: only a run in real time (--serial or --realtime) can set "
+            "the machine's clock";
+        return false;
+    }
+    // The simulator's own options mean nothing when the transmitter is elsewhere.
+    const char* simOption = !run.transcriptPath.empty() ? "--transcript"
+                            : !run.simFaults.empty()    ? "--sim-fault"
+                            : run.simClockOffsetMs      ? "--sim-clock-offset"
+                                                        : nullptr;
+    if (simOption != nullptr && !run.SimulatorWanted()) {
+        error = std::string(simOption) + ": only with the in-process simulator (not with " +
+                (run.serial.empty() ? "--no-sim" : "--serial") + ")";
         return false;
     }
     return true;
@@ -232,17 +282,20 @@ std::string FormatTime(TTime t) {
 }
 
 const char* HelpText() {
-    return R"(tarvo: the logger platform on Linux, running plug-in modules and a processing graph.
+    return R"help(tarvo: the logger platform on Linux, running plug-in modules and a processing graph.
 
 Usage:
   tarvo run SETUP [--for DURATION] [--serial NAME=PATH]... [--realtime]
                   [--start TIME] [--plugin PATH]... [--log FILE] [--level LEVEL]
+                  [--no-sim] [--transcript FILE] [--sim-fault SPEC]...
+                  [--sim-clock-offset SECONDS] [--set-machine-clock]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
 
 Commands:
   run SETUP   Load the setup file SETUP (a <TarvoSetup> file: see docs/setup-file.md), start
-              recording, record for the given duration, then stop recording and exit.
+              recording, record for the given duration, then stop recording, print a summary
+              and exit.
   blocks      List the block types a setup can use: the host's own (Source, Log) and those of
               the loaded plug-ins, with where each comes from.
 
@@ -251,8 +304,9 @@ Options of run:
                      parts (90s, 15m, 24h, 30d, 1h30m). Default: 24h in virtual time; until
                      Ctrl-C in real time.
   --serial NAME=PATH Map the logger's serial port NAME (such as COM2:) to the device PATH (a
-                     serial device or a pseudo-terminal). Repeatable. A mapping makes the run
-                     use real time, since a device on the other end keeps real time.
+                     serial device or a pseudo-terminal, such as the one corvane-sim prints).
+                     Repeatable. A mapping makes the run use real time, since a device on the
+                     other end keeps real time, and leaves out the in-process simulator.
   --realtime         Run on the real clock instead of virtual time.
   --start TIME       Start virtual time at TIME, "YYYY-MM-DD HH:MM:SS" (default: the current
                      time). Virtual time only.
@@ -263,6 +317,41 @@ Options of run:
                      debug and above).
   --level LEVEL      Lowest log level shown: debug, status, warning or error. Applies to
                      standard error (default: warning) and to --log.
+  --set-machine-clock
+                     Let a module that sets the logger's clock (the Corvane module does, from
+                     the transmitter's) set this machine's clock too; needs the privilege to.
+                     Real time only. Without it only the logger's own time moves.
+
+The simulated transmitter:
+  Without --serial, a setup with a <Corvane> section gets a simulated Corvane transmitter in
+  process, on the port its <Common Port = "N"> selects (0 is COM2:, 1 is COM3:, ... 7 is COM9:),
+  on the run's clock. A setup without a <Corvane> section gets none.
+  --no-sim           Attach no simulator: the port is left unmapped, as if nothing were plugged
+                     in.
+  --transcript FILE  Write every request, reply, noise run, device event and downlink entry of
+                     the simulator to FILE, one JSON line each (see docs/simulator.md).
+  --sim-fault SPEC   Make the simulator commit a fault; repeatable. SPEC is
+                     KIND[,code=N][,count=N|all][,delay=MS][,text=TEXT] with KIND one of
+                     silence, corrupt-crc, wrong-number, plain-header, short-payload, refuse,
+                     master-refusal, unknown-command, invalid-time, slow-reply (as corvane-sim's
+                     --fault).
+  --sim-clock-offset SECONDS
+                     Start the simulator's clock SECONDS ahead of the logger's (negative:
+                     behind).
+
+Output:
+  Operator messages (the platform's message boxes, such as a module's report at recording
+  start) are printed on standard error when shown. At the end, standard output holds one line
+  on the run, then, when a plug-in is loaded or a message was shown, the operator reports of
+  recording start and stop and any time the logger's clock was set. For a setup with a
+  <Corvane> section follows the transmitter: the requests of the start sequence and of the
+  stop sequence in order, marked "(refused)", "(unknown)", "(repeat)", "(no answer)",
+  "(ignored)" or "(bad CRC)" as the simulator saw them; the requests while recording by type
+  code; the totals (requests, replies, bad frames, refused, unknown, unanswered, repeats,
+  garbled replies, restarts) and a table of them by type code; and the simulator's
+  downlink log: each transmission or missed window with its time, kind, channel and bytes
+  (as text when printable, else hex). With --serial the transmitter is a device and only the
+  mapping is shown (corvane-sim --transcript FILE records that side).
 
 Time:
   A run is in virtual time unless a --serial mapping is given or --realtime: the clock then
@@ -272,9 +361,9 @@ Time:
 Exit:
   Ctrl-C (or SIGTERM) stops recording properly (the engine stops and each plug-in's
   OnEngineStop runs) before tarvo exits. Exit status: 0 when the run completed, 1 when the
-  setup, a plug-in or the log file could not be used, 2 for a command-line error, 130 after
-  an interrupt.
-)";
+  setup, a plug-in, the log file or the transcript file could not be used, 2 for a
+  command-line error, 130 after an interrupt.
+)help";
 }
 
 }  // namespace tarvo::runner

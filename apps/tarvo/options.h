@@ -9,6 +9,7 @@
 
 #include "platform/report.h"
 #include "platform/time.h"
+#include "sim/faults.h"
 
 namespace tarvo::runner {
 
@@ -21,8 +22,17 @@ struct RunOptions {
     std::vector<std::string> plugins;   // --plugin; empty: those installed beside the program
     std::string logFile;                // --log
     std::optional<TReportLevel> level;  // --level
+    bool setMachineClock = false;       // --set-machine-clock (real time only)
+    // The transmitter simulated in process on the port the setup's <Corvane> section selects;
+    // only when no --serial mapping is given.
+    bool simulator = true;                         // --no-sim clears it
+    std::string transcriptPath;                    // --transcript
+    std::vector<sim::Fault> simFaults;             // --sim-fault
+    std::optional<std::int64_t> simClockOffsetMs;  // --sim-clock-offset
     // Virtual time unless a serial mapping names a device or real time was asked for.
     bool Virtual() const { return !realtime && serial.empty(); }
+    // Whether a run may attach the in-process simulator (it still needs a <Corvane> section).
+    bool SimulatorWanted() const { return simulator && serial.empty(); }
 };
 
 struct BlocksOptions {

@@ -73,6 +73,7 @@ int RunSession::Execute() {
     }
     for (const auto& [name, path] : options_.serial)
         host::MapPortToDevice(host::FromUtf8(name), path);
+    host::AllowMachineClockSet(options_.setMachineClock);
 
     // The clock comes first and goes last: every platform thread of the run lives inside it.
     std::optional<host::ScopedVirtualClock> clock;
@@ -90,9 +91,13 @@ int RunSession::Execute() {
     std::string error;
     if (!engine.LoadSetup(options_.setupPath, error))
         return Fail(error);
-    for (auto& h : hooks_) {
-        if (!h->BeforeStart(*this, error))
+    for (std::size_t i = 0; i < hooks_.size(); ++i) {
+        if (!hooks_[i]->BeforeStart(*this, error)) {
+            // The hooks already prepared must end their threads before the clock goes.
+            for (std::size_t j = 0; j < i; ++j)
+                hooks_[j]->AfterStop(*this);
             return Fail(error);
+        }
     }
 
     const TTime begin = TTime::GetCurrentTime();
@@ -101,8 +106,12 @@ int RunSession::Execute() {
     {
         InterruptWatcher watcher(interrupt);
         engine.Run();
+        for (auto& h : hooks_)
+            h->Started(*this);
         Record(interrupt);
         interrupted_ = watcher.Interrupted();
+        for (auto& h : hooks_)
+            h->Stopping(*this);
         engine.Stop();
     }
     for (auto& h : hooks_)
@@ -115,8 +124,11 @@ int RunSession::Execute() {
                  FormatTime(TTime::GetCurrentTime()).c_str(), engine.GetModuleCount(),
                  engine.GetModuleCount() == 1 ? "" : "s", engine.GetPluginCount(),
                  engine.GetPluginCount() == 1 ? "" : "s");
-    std::fflush(out_);
     engine.Shutdown();
+    host::AllowMachineClockSet(false);
+    for (auto& h : hooks_)
+        h->Report(*this);
+    std::fflush(out_);
     return interrupted_ ? 130 : 0;
 }
 

@@ -26,9 +26,16 @@ class RunHooks {
     // After the plug-ins and the setup are loaded, before recording starts. False ends the
     // run with exit status 1 and `error` shown.
     virtual bool BeforeStart(RunSession& /*session*/, std::string& /*error*/) { return true; }
+    // Recording has started: every plug-in's OnEngineStart has returned.
+    virtual void Started(RunSession& /*session*/) {}
+    // Recording is about to stop: no plug-in's OnEngineStop has run yet.
+    virtual void Stopping(RunSession& /*session*/) {}
     // After recording has stopped (also after an interrupt), before the engine unloads the
     // setup and the plug-ins. Any threads the hook started must end here.
     virtual void AfterStop(RunSession& /*session*/) {}
+    // After the run's one-line summary: the hook's part of the summary, on the session's Out().
+    // Runs also after an interrupt; the clock may be gone, so nothing here may wait.
+    virtual void Report(RunSession& /*session*/) {}
 };
 
 class RunSession {

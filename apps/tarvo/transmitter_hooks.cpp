@@ -1,0 +1,113 @@
+#include "apps/tarvo/transmitter_hooks.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "apps/tarvo/exchange_summary.h"
+#include "host/setup_file.h"
+#include "host/utf8.h"
+
+namespace tarvo::runner {
+
+TransmitterHooks::~TransmitterHooks() {
+    // Normally done in AfterStop; this covers a run that ended before recording.
+    simulator_.reset();
+    if (transcriptFile_ != nullptr)
+        std::fclose(transcriptFile_);
+}
+
+bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
+    const RunOptions& options = session.Options();
+    host::SetupFile setup;
+    if (!setup.Load(options.setupPath, error))
+        return false;
+    port_ = FindCorvanePort(setup);
+    if (!port_)
+        return true;
+    const std::string name = host::ToUtf8(port_->name);
+    if (port_->name.empty()) {
+        std::fprintf(session.Err(),
+                     "tarvo: warning: the <Corvane> section's Port %d names no serial port (0 to "
+                     "7 select COM2: to COM9:); no transmitter is attached\n",
+                     port_->index);
+        return true;
+    }
+    for (const auto& [mapped, path] : options.serial) {
+        if (mapped == name)
+            device_ = path;
+    }
+    if (!options.SimulatorWanted())
+        return true;
+
+    sim::TransmitterOptions device;
+    device.clockOffsetMs = options.simClockOffsetMs.value_or(0);
+    if (!options.transcriptPath.empty()) {
+        transcriptFile_ = std::fopen(options.transcriptPath.c_str(), "w");
+        if (transcriptFile_ == nullptr) {
+            error = "--transcript: cannot open " + options.transcriptPath +
+                    " for writing: " + std::strerror(errno);
+            return false;
+        }
+        std::FILE* file = transcriptFile_;
+        device.sink = [file](const std::string& line) { std::fprintf(file, "%s\n", line.c_str()); };
+    }
+    simulator_ = std::make_unique<sim::InProcessTransmitter>(port_->name, std::move(device));
+    for (const auto& fault : options.simFaults)
+        simulator_->InjectFault(fault);
+    simulated_ = true;
+    return true;
+}
+
+std::size_t TransmitterHooks::TranscriptSize() {
+    return simulator_->With([](sim::Transmitter& t) { return t.Transcript().size(); });
+}
+
+void TransmitterHooks::Started(RunSession&) {
+    if (simulator_)
+        startEnd_ = TranscriptSize();
+}
+
+void TransmitterHooks::Stopping(RunSession&) {
+    if (simulator_)
+        stopBegin_ = TranscriptSize();
+}
+
+void TransmitterHooks::AfterStop(RunSession&) {
+    if (!simulator_)
+        return;
+    simulator_->Stop();
+    transcript_ = simulator_->Transcript();
+    downlink_ = simulator_->Downlink();
+    simulator_.reset();
+    if (transcriptFile_ != nullptr) {
+        std::fclose(transcriptFile_);
+        transcriptFile_ = nullptr;
+    }
+}
+
+void TransmitterHooks::Report(RunSession& session) {
+    if (!port_ || port_->name.empty())
+        return;
+    std::FILE* out = session.Out();
+    const std::string name = host::ToUtf8(port_->name);
+    if (!simulated_) {
+        if (!device_.empty()) {
+            std::fprintf(
+                out,
+                "\nTransmitter on %s device %s\n  (tarvo does not see the "
+                "transmitter's side of the line; corvane-sim --transcript FILE records it)\n",
+                name.c_str(), device_.c_str());
+        } else {
+            std::fprintf(
+                out, "\nTransmitter on %s none attached (%s)\n", name.c_str(),
+                session.Options().serial.empty() ? "--no-sim" : "no --serial mapping for it");
+        }
+        return;
+    }
+    std::fprintf(out, "\nTransmitter on %s simulated in process\n", name.c_str());
+    PrintExchanges(out, Summarize(transcript_, startEnd_, stopBegin_.value_or(transcript_.size())));
+    std::fprintf(out, "\nDownlink log of the simulated transmitter\n");
+    PrintDownlink(out, downlink_);
+}
+
+}  // namespace tarvo::runner

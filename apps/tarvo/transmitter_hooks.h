@@ -1,0 +1,50 @@
+// The transmitter side of a run: for a setup with a <Corvane> section, a simulated transmitter
+// in process on the port the section selects (unless a --serial mapping puts a device there or
+// --no-sim leaves the port empty), its transcript file, and the run's summary of the exchanges
+// and of the downlink.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/tarvo/corvane_port.h"
+#include "apps/tarvo/run_session.h"
+#include "sim/in_process_transmitter.h"
+
+namespace tarvo::runner {
+
+class TransmitterHooks : public RunHooks {
+  public:
+    TransmitterHooks() = default;
+    ~TransmitterHooks() override;
+    TransmitterHooks(const TransmitterHooks&) = delete;
+    TransmitterHooks& operator=(const TransmitterHooks&) = delete;
+
+    // Reads the port from the setup file and attaches the simulator. Fails when the setup
+    // cannot be read again or the transcript file cannot be opened.
+    bool BeforeStart(RunSession& session, std::string& error) override;
+    void Started(RunSession& session) override;
+    void Stopping(RunSession& session) override;
+    // Takes the simulator's records, ends its thread and unmaps the port.
+    void AfterStop(RunSession& session) override;
+    void Report(RunSession& session) override;
+
+  private:
+    std::size_t TranscriptSize();
+
+    std::optional<CorvanePort> port_;
+    std::string device_;  // the --serial path mapped to the port, if any
+    std::unique_ptr<sim::InProcessTransmitter> simulator_;
+    bool simulated_ = false;
+    std::FILE* transcriptFile_ = nullptr;
+    std::size_t startEnd_ = 0;
+    std::optional<std::size_t> stopBegin_;
+    std::vector<sim::TranscriptEntry> transcript_;
+    std::vector<sim::DownlinkEntry> downlink_;
+};
+
+}  // namespace tarvo::runner
