@@ -1,18 +1,38 @@
-# Tests of the `tarvo` runner: its option parsing in process, and the program itself run as a
-# child process (virtual time, so nothing waits in real time).
+# Tests of the programs: the `tarvo` runner's option parsing and summaries in process, the
+# program itself run as a child process (virtual time, so nothing waits in real time), and one
+# run in real time against corvane-sim on a pseudo-terminal.
 if(TARGET tarvo_app)
-  set(runner_test apps_tarvo_runner_test)
-  add_executable(${runner_test} ${CMAKE_CURRENT_LIST_DIR}/tarvo_runner_test.cpp)
-  target_include_directories(${runner_test} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${runner_test} PRIVATE tarvo_runner GTest::gtest GTest::gtest_main)
-  set_target_properties(${runner_test} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  # The test plug-ins are made by tests/host/extra.cmake.
-  add_dependencies(${runner_test} tarvo_app testplugin testplugin_notag)
-  target_compile_definitions(${runner_test} PRIVATE
-    TARVO_PROGRAM="$<TARGET_FILE:tarvo_app>"
-    TARVO_LIBRARY_PATH="$<TARGET_FILE:tarvo>"
-    TEST_PLUGIN_PATH="$<TARGET_FILE:testplugin>"
-    TEST_PLUGIN_NOTAG_PATH="$<TARGET_FILE:testplugin_notag>"
-    EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
-  gtest_discover_tests(${runner_test} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  set(apps_support ${CMAKE_CURRENT_LIST_DIR}/support/child_process.cpp)
+
+  # tests/apps/NAME.cpp as the gtest program apps_NAME, with the programs' paths compiled in.
+  function(tarvo_app_test name)
+    set(target apps_${name})
+    add_executable(${target} ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/${name}.cpp ${apps_support})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${target} PRIVATE tarvo_runner GTest::gtest GTest::gtest_main)
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    # The test plug-ins are made by tests/host/extra.cmake; the Corvane plug-in is the one
+    # installed beside tarvo.
+    add_dependencies(${target} tarvo_app corvane testplugin testplugin_notag)
+    if(TARGET corvane-sim)
+      add_dependencies(${target} corvane-sim)
+    endif()
+    target_compile_definitions(${target} PRIVATE
+      TARVO_PROGRAM="$<TARGET_FILE:tarvo_app>"
+      TARVO_LIBRARY_PATH="$<TARGET_FILE:tarvo>"
+      CORVANE_SIM_PROGRAM="${CMAKE_BINARY_DIR}/bin/corvane-sim"
+      TEST_PLUGIN_PATH="$<TARGET_FILE:testplugin>"
+      TEST_PLUGIN_NOTAG_PATH="$<TARGET_FILE:testplugin_notag>"
+      EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
+  endfunction()
+
+  tarvo_app_test(tarvo_runner_test)
+  gtest_discover_tests(apps_tarvo_runner_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  tarvo_app_test(run_summary_test)
+  gtest_discover_tests(apps_run_summary_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  # A real-time run takes its --for of real time by design (the point is the real port), hence
+  # the label, so that a quick pass can leave it out with `ctest -LE realtime`.
+  tarvo_app_test(tarvo_realtime_test)
+  gtest_discover_tests(apps_tarvo_realtime_test DISCOVERY_TIMEOUT 60
+                       PROPERTIES LABELS "apps;realtime" TIMEOUT 300)
 endif()

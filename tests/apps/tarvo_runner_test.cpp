@@ -1,19 +1,17 @@
 // The `tarvo` runner: its command line, and the program run as a child process on setups in
 // virtual time (a day takes moments, nothing here waits in real time).
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/tarvo/options.h"
+#include "tests/apps/support/child_process.h"
 
 namespace {
 
@@ -21,137 +19,13 @@ namespace fs = std::filesystem;
 using tarvo::runner::Command;
 using tarvo::runner::ParseCommand;
 using tarvo::runner::ParseDuration;
-
-class TempDir {
-  public:
-    TempDir() {
-        char pattern[] = "/tmp/tarvo-runner-XXXXXX";
-        path_ = mkdtemp(pattern);
-    }
-    ~TempDir() { fs::remove_all(path_); }
-    const std::string& Path() const { return path_; }
-    std::string File(const std::string& name) const { return path_ + "/" + name; }
-    void Write(const std::string& name, const std::string& text) const {
-        std::ofstream(File(name)) << text;
-    }
-    std::string Read(const std::string& name) const {
-        std::ifstream in(File(name));
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-    int Lines(const std::string& name) const {
-        std::ifstream in(File(name));
-        std::string line;
-        int n = 0;
-        while (std::getline(in, line))
-            ++n;
-        return n;
-    }
-
-  private:
-    std::string path_;
-};
-
-// A child `tarvo` with its output on pipes.
-class Child {
-  public:
-    Child(const std::string& program, const std::vector<std::string>& args,
-          const std::string& cwd) {
-        int out[2], err[2];
-        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
-        EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(out[1], 1);
-            dup2(err[1], 2);
-            if (chdir(cwd.c_str()) != 0)
-                _exit(126);
-            std::vector<char*> argv;
-            argv.push_back(const_cast<char*>(program.c_str()));
-            for (auto& a : args)
-                argv.push_back(const_cast<char*>(a.c_str()));
-            argv.push_back(nullptr);
-            execv(program.c_str(), argv.data());
-            _exit(127);
-        }
-        close(out[1]);
-        close(err[1]);
-        out_ = out[0];
-        err_ = err[0];
-    }
-
-    // Reads standard error until `text` has appeared in it (or the child closed it).
-    bool WaitForError(const std::string& text) {
-        while (err.find(text) == std::string::npos) {
-            if (!ReadSome(true))
-                return false;
-        }
-        return true;
-    }
-
-    void Signal(int sig) { kill(pid_, sig); }
-
-    // Reads everything and returns the exit status (128 + signal when killed).
-    int Finish() {
-        while (ReadSome(false)) {
-        }
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        close(out_);
-        close(err_);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    std::string out;
-    std::string err;
-
-  private:
-    // One read from whichever pipe has data; false once both are closed (or, with
-    // `errOnly`, once standard error is).
-    bool ReadSome(bool errOnly) {
-        pollfd fds[2] = {{err_, POLLIN, 0}, {out_, POLLIN, 0}};
-        int n = errOnly ? 1 : 2;
-        if (errClosed_ && (errOnly || outClosed_))
-            return false;
-        if (errClosed_)
-            fds[0].fd = -1;
-        if (outClosed_)
-            fds[1].fd = -1;
-        if (poll(fds, n, -1) < 0)
-            return false;
-        char buf[4096];
-        for (int i = 0; i < n; ++i) {
-            if (fds[i].revents == 0)
-                continue;
-            ssize_t got = read(fds[i].fd, buf, sizeof buf);
-            if (got <= 0) {
-                (i == 0 ? errClosed_ : outClosed_) = true;
-            } else {
-                (i == 0 ? err : out).append(buf, static_cast<size_t>(got));
-            }
-        }
-        return true;
-    }
-
-    pid_t pid_ = -1;
-    int out_ = -1;
-    int err_ = -1;
-    bool outClosed_ = false;
-    bool errClosed_ = false;
-};
-
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
+using tarvo::testing::Child;
+using tarvo::testing::Result;
+using tarvo::testing::TempDir;
 
 Result Tarvo(const std::vector<std::string>& args, const std::string& cwd = "/tmp",
              const std::string& program = TARVO_PROGRAM) {
-    Child child(program, args, cwd);
-    int status = child.Finish();
-    return {status, child.out, child.err};
+    return tarvo::testing::Run(program, args, cwd);
 }
 
 const char* const kPluginOnlySetup =
@@ -217,10 +91,31 @@ TEST(RunnerOptions, RunOptionsAreReadAndTimeIsVirtualUnlessADeviceOrRealTimeIsAs
 TEST(Runner, HelpIsCompleteAndTrue) {
     auto r = Tarvo({"--help"});
     EXPECT_EQ(r.status, 0);
-    for (const char* item :
-         {"tarvo run SETUP", "--for DURATION", "--serial NAME=PATH", "--realtime", "--start TIME",
-          "--plugin PATH", "--log FILE", "--level LEVEL", "tarvo blocks", "90s, 15m, 24h, 30d",
-          "Ctrl-C", "130"}) {
+    for (const char* item : {"tarvo run SETUP",
+                             "--for DURATION",
+                             "--serial NAME=PATH",
+                             "--realtime",
+                             "--start TIME",
+                             "--plugin PATH",
+                             "--log FILE",
+                             "--level LEVEL",
+                             "tarvo blocks",
+                             "90s, 15m, 24h, 30d",
+                             "Ctrl-C",
+                             "130",
+                             "--no-sim",
+                             "--transcript FILE",
+                             "--sim-fault SPEC",
+                             "--sim-clock-offset SECONDS",
+                             "--set-machine-clock",
+                             "0 is COM2:",
+                             "7 is COM9:",
+                             "(refused)",
+                             "(no answer)",
+                             "(repeat)",
+                             "(bad CRC)",
+                             "downlink log:",
+                             "(ignored)"}) {
         EXPECT_NE(r.out.find(item), std::string::npos) << item;
     }
     EXPECT_EQ(Tarvo({"run", "--help"}).out, r.out);
@@ -246,6 +141,16 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--start", "2024-02-30 00:00:00"}, "tarvo: --start: expected"},
         {{"run", "s.xml", "--fast"}, "tarvo: run: unknown option \"--fast\""},
         {{"run", "a.xml", "b.xml"}, "tarvo: run: one setup file only"},
+        {{"run", "s.xml", "--serial", "COM2:=/dev/null", "--transcript", "t"},
+         "tarvo: --transcript: only with the in-process simulator (not with --serial)"},
+        {{"run", "s.xml", "--no-sim", "--sim-fault", "silence"},
+         "tarvo: --sim-fault: only with the in-process simulator (not with --no-sim)"},
+        {{"run", "s.xml", "--sim-fault", "deafness"},
+         "tarvo: --sim-fault deafness: unknown fault kind 'deafness'"},
+        {{"run", "s.xml", "--sim-clock-offset", "2s"},
+         "tarvo: --sim-clock-offset: expected a number of seconds such as 2 or -0.5, not \"2s\""},
+        {{"run", "s.xml", "--set-machine-clock"},
+         "tarvo: --set-machine-clock: only a run in real time"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.says);
@@ -262,9 +167,16 @@ TEST(Runner, TheDemoSetupRecordsADayInVirtualTime) {
         dir.Path());
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
+    // The Corvane plug-in beside the program is loaded; without a <Corvane> section it is left
+    // at its defaults (nothing enabled), so no transmitter is attached and nothing is reported.
     EXPECT_EQ(r.out,
               "tarvo: recorded 1d00h00m00s of virtual time, 2024-06-01 00:00:30 to 2024-06-02 "
-              "00:00:30, with 6 blocks and 0 plug-ins\n");
+              "00:00:30, with 6 blocks and 1 plug-in\n"
+              "\n"
+              "Recording start and stop\n"
+              "  report at recording start: none\n"
+              "  report at recording stop: none\n"
+              "  logger clock: not set\n");
     // A header and one row per schedule point of the day.
     EXPECT_EQ(dir.Lines("demo-stage.csv"), 1 + 96);
     EXPECT_EQ(dir.Lines("demo-airtemp.csv"), 1 + 48);
@@ -376,6 +288,261 @@ TEST(Runner, ByDefaultThePluginsBesideTheProgramAreLoaded) {
     r = Tarvo({"run", "plugin.xml", "--for", "15m"}, dir.Path(), dir.File("tarvo"));
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("with 0 blocks and 1 plug-in\n"), std::string::npos) << r.out;
+}
+
+// ---- runs with the Corvane plug-in and the simulated transmitter, in virtual time
+
+// The words of the summary line "  LABEL: ..." and of its continuation lines, as one text.
+std::string Sequence(const std::string& out, const std::string& label) {
+    const std::string lead = "  " + label + ": ";
+    const auto at = out.find("\n" + lead);
+    if (at == std::string::npos)
+        return "<no line " + label + ">";
+    std::istringstream lines(out.substr(at + 1));
+    std::string line;
+    std::getline(lines, line);
+    std::string words = line.substr(lead.size());
+    while (std::getline(lines, line) && line.rfind(std::string(lead.size(), ' '), 0) == 0)
+        words += " " + line.substr(lead.size());
+    return words;
+}
+
+// The type codes of the requests in a transcript file, in order.
+std::vector<int> RequestTypes(const std::string& jsonLines) {
+    std::vector<int> types;
+    std::istringstream lines(jsonLines);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find("\"direction\":\"request\"") == std::string::npos)
+            continue;
+        const auto at = line.find("\"type\":");
+        types.push_back(at == std::string::npos ? -1 : std::atoi(line.c_str() + at + 7));
+    }
+    return types;
+}
+
+// The river gauge's setup as the module pushes it: self-timed type 0 (no 251, no 862) in SHEF
+// (232), random on.
+const char* const kRiverGaugeStart =
+    "506 771 200 300 338 40 37 35 202 206 204 208 212 214 223 225 42 232 302 306 318 320 304 "
+    "310 200 770";
+const char* const kStop = "771 200 300 338";
+
+// A setup with only the transmitter on port index `port`, self-timed transmission enabled.
+std::string TransmitterSetup(const std::string& port) {
+    return "<TarvoSetup>\n  <Corvane>\n    <Common Port = \"" + port +
+           "\" SatID = \"1234ABCD\" />\n    <SelfTimed Enabled = \"1\" Time = \"00:05:00\" "
+           "Rate = \"01:00:00\" />\n  </Corvane>\n</TarvoSetup>\n";
+}
+
+// Every run here starts at the same instant, so that its times can be compared.
+const char* const kStartAt = "2024-06-01 00:00:00";
+
+TEST(RunnerWithTransmitter, TheRiverGaugeStartsAndStopsTheSimulatedTransmitterInVirtualTime) {
+    TempDir dir;
+    auto r = Tarvo({"run", EXAMPLES_DIR "/river-gauge.xml", "--for", "1h", "--start", kStartAt,
+                    "--transcript", dir.File("line.jsonl")},
+                   dir.Path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_NE(r.out.find("with 4 blocks and 1 plug-in\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("  report at recording start: none\n"
+                         "  report at recording stop: none\n"
+                         "  logger clock: not set\n"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("\nTransmitter on COM2: simulated in process\n"), std::string::npos)
+        << r.out;
+    EXPECT_EQ(Sequence(r.out, "at recording start"), kRiverGaugeStart) << r.out;
+    EXPECT_EQ(Sequence(r.out, "while recording"), "none") << r.out;
+    EXPECT_EQ(Sequence(r.out, "at recording stop"), kStop) << r.out;
+    EXPECT_NE(r.out.find("  requests 30, replies 30, bad frames 0 (bad CRC 0, noise 0)\n"
+                         "  refused 0, unknown 0, unanswered 0, repeats 0, garbled replies 0, "
+                         "restarts 0\n"),
+              std::string::npos)
+        << r.out;
+    // The self-timed set-up reached the transmitter: its window at 00:05 on channel 151 came.
+    EXPECT_NE(r.out.find("\nDownlink log of the simulated transmitter\n"), std::string::npos);
+    EXPECT_NE(r.out.find("  2024-06-01 00:05:05  self-timed       channel 151  "),
+              std::string::npos)
+        << r.out;
+
+    // The transcript file holds the same requests, in the same order.
+    const auto types = RequestTypes(dir.Read("line.jsonl"));
+    std::string joined;
+    for (int t : types)
+        joined += (joined.empty() ? "" : " ") + std::to_string(t);
+    EXPECT_EQ(joined, std::string(kRiverGaugeStart) + " " + kStop);
+    EXPECT_EQ(dir.Lines("river-stage.csv"), 1 + 4);
+}
+
+TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSummary) {
+    const std::string code1 =
+        "A failure occurred trying to communicate with Corvane on recording start. Please check "
+        "connections. If a Corvane is connected, it may not be properly configured.";
+    const std::string code2 =
+        "Corvane rejected commands while trying to update its configuration on recording start. "
+        "Make sure Corvane's Master Switch is off and that no transmission is in progress.";
+    const std::string code5 =
+        "A failure occurred trying to disable Corvane transmissions on recording stop. Please "
+        "check connections. If a Corvane is connected, it may not be properly configured.";
+    const std::string code6 =
+        "Corvane rejected the Master Start command for the following reason: Battery too low";
+    const struct {
+        const char* legend;
+        std::vector<std::string> options;
+        std::string startReport;  // "" for none
+        std::string stopReport;
+        std::string start;  // the start sequence as the transmitter saw it
+        std::string stop;
+    } rows[] = {
+        {"a refused 200 ends the start sequence",
+         {"--sim-fault", "refuse,code=200"},
+         code2,
+         "",
+         "506 771 200(refused)",
+         kStop},
+        {"a master start refused with a reason",
+         {"--sim-fault", "master-refusal,text=Battery too low"},
+         code6,
+         "",
+         "506 771 200 300 338 40 37 35 202 206 204 208 212 214 223 225 42 232 302 306 318 320 "
+         "304 310 200 770(refused)",
+         kStop},
+        {"\"Unknown command\" in answer to the master start is no refusal",
+         {"--sim-fault", "unknown-command,code=770"},
+         "",
+         "",
+         "506 771 200 300 338 40 37 35 202 206 204 208 212 214 223 225 42 232 302 306 318 320 "
+         "304 310 200 770(unknown)",
+         kStop},
+        {"a silent transmitter: three attempts at the first command, then the stop's",
+         {"--sim-fault", "silence,count=all"},
+         code1,
+         code5,
+         "506(no answer) 506(no answer) 506(no answer)",
+         "771(no answer) 771(no answer) 771(no answer)"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        TempDir dir;
+        dir.Write("setup.xml", TransmitterSetup("0"));
+        std::vector<std::string> args = {"run",   dir.File("setup.xml"), "--for", "15m", "--start",
+                                         kStartAt};
+        args.insert(args.end(), row.options.begin(), row.options.end());
+        auto r = Tarvo(args, dir.Path());
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(Sequence(r.out, "at recording start"), row.start) << r.out;
+        EXPECT_EQ(Sequence(r.out, "at recording stop"), row.stop) << r.out;
+        for (const auto& [phase, text] :
+             {std::pair{"start", row.startReport}, std::pair{"stop", row.stopReport}}) {
+            const std::string label = std::string("report at recording ") + phase;
+            if (text.empty()) {
+                EXPECT_NE(r.out.find("  " + label + ": none\n"), std::string::npos) << r.out;
+                continue;
+            }
+            // Printed when shown, on standard error, and again in the summary.
+            EXPECT_NE(r.err.find(std::string("tarvo: operator message at recording ") + phase),
+                      std::string::npos)
+                << r.err;
+            EXPECT_NE(r.err.find("\n  " + text), std::string::npos) << r.err;
+            EXPECT_NE(r.out.find("  " + label + " (2024-06-01 00:"), std::string::npos) << r.out;
+            EXPECT_NE(r.out.find("):\n    " + text), std::string::npos) << r.out;
+        }
+    }
+}
+
+TEST(RunnerWithTransmitter, WithoutASimulatorTheModuleFindsNothingOnThePortAndSaysSo) {
+    TempDir dir;
+    auto r =
+        Tarvo({"run", EXAMPLES_DIR "/river-gauge.xml", "--for", "15m", "--no-sim"}, dir.Path());
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("  report at recording start ("), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("    A failure occurred trying to communicate with Corvane on recording "
+                         "start."),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("    A failure occurred trying to disable Corvane transmissions on "
+                         "recording stop."),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("\nTransmitter on COM2: none attached (--no-sim)\n"), std::string::npos)
+        << r.out;
+    EXPECT_EQ(r.out.find("Downlink"), std::string::npos) << r.out;
+}
+
+TEST(RunnerWithTransmitter, TheLoggerClockIsSetFromATransmitterMoreThanASecondAway) {
+    // The transmitter tells whole seconds, so the logger moves to the second the transmitter's
+    // clock is in: by the offset less the fraction of a second the logger was into.
+    const struct {
+        const char* legend;
+        const char* offset;
+        const char* says;
+    } rows[] = {
+        {"one second ahead is left alone", "1", "  logger clock: not set\n"},
+        {"two seconds ahead is taken", "2",
+         "  logger clock set at recording start: to 2024-06-01 00:00:14 (moved 1."},
+        {"three seconds behind is taken", "-3",
+         "  logger clock set at recording start: to 2024-06-01 00:00:09 (moved 3."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        TempDir dir;
+        dir.Write("setup.xml", TransmitterSetup("0"));
+        auto r = Tarvo({"run", dir.File("setup.xml"), "--for", "15m", "--start", kStartAt,
+                        "--sim-clock-offset", row.offset},
+                       dir.Path());
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_NE(r.out.find(row.says), std::string::npos) << r.out;
+        EXPECT_EQ(Sequence(r.out, "at recording start"), kRiverGaugeStart) << r.out;
+        EXPECT_EQ(Sequence(r.out, "at recording stop"), kStop) << r.out;
+    }
+}
+
+TEST(RunnerWithTransmitter, TheSimulatorIsAttachedToThePortTheSetupSelects) {
+    const struct {
+        const char* legend;
+        const char* port;
+        const char* transmitter;  // the summary's line, "" for none
+        const char* warning;      // "" for none
+        bool reportAtStart;
+    } rows[] = {
+        {"Port 0 is COM2:", "0", "Transmitter on COM2: simulated in process", "", false},
+        {"Port 2 is COM4:", "2", "Transmitter on COM4: simulated in process", "", false},
+        {"Port 7 is COM9:", "7", "Transmitter on COM9: simulated in process", "", false},
+        {"Port 8 names no port: nothing attached and the module cannot open one", "8", "",
+         "tarvo: warning: the <Corvane> section's Port 8 names no serial port", true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        TempDir dir;
+        dir.Write("setup.xml", TransmitterSetup(row.port));
+        auto r = Tarvo({"run", dir.File("setup.xml"), "--for", "15m"}, dir.Path());
+        EXPECT_EQ(r.status, 0) << r.err;
+        if (*row.transmitter != '\0') {
+            EXPECT_NE(r.out.find(std::string("\n") + row.transmitter + "\n"), std::string::npos)
+                << r.out;
+            EXPECT_EQ(Sequence(r.out, "at recording start").substr(0, 12), "506 771 200 ") << r.out;
+        } else {
+            EXPECT_EQ(r.out.find("Transmitter on"), std::string::npos) << r.out;
+        }
+        if (*row.warning != '\0') {
+            EXPECT_NE(r.err.find(row.warning), std::string::npos) << r.err;
+        }
+        EXPECT_EQ(r.out.find("  report at recording start: none\n") == std::string::npos,
+                  row.reportAtStart)
+            << r.out;
+    }
+}
+
+TEST(RunnerWithTransmitter, ATranscriptFileThatCannotBeWrittenEndsTheRunBeforeRecording) {
+    TempDir dir;
+    auto r = Tarvo({"run", EXAMPLES_DIR "/river-gauge.xml", "--transcript", "/nonexistent/t"},
+                   dir.Path());
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err.rfind("tarvo: --transcript: cannot open /nonexistent/t for writing: ", 0), 0u)
+        << r.err;
+    EXPECT_EQ(r.out, "");
 }
 
 }  // namespace

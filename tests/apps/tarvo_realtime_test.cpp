@@ -1,0 +1,71 @@
+// `tarvo run` in real time against corvane-sim on a pseudo-terminal: the module performs the
+// start sequence on a real port when recording starts and the stop sequence when the run's time
+// is up. The run takes its --for of real time and more (each exchange lets the transmitter wake
+// for 1.5 s): that is the point of the test, not a wait for the module.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/apps/support/child_process.h"
+
+namespace {
+
+using tarvo::testing::Child;
+using tarvo::testing::TempDir;
+
+// The type codes of the requests in corvane-sim's transcript file, in order.
+std::vector<int> RequestTypes(const std::string& jsonLines) {
+    std::vector<int> types;
+    std::istringstream lines(jsonLines);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find("\"direction\":\"request\"") == std::string::npos)
+            continue;
+        const auto at = line.find("\"type\":");
+        types.push_back(at == std::string::npos ? -1 : std::atoi(line.c_str() + at + 7));
+    }
+    return types;
+}
+
+TEST(RunnerInRealTime, TheRiverGaugeStartsAndStopsCorvaneSimOnAPseudoTerminal) {
+    TempDir dir;
+    Child corvane(CORVANE_SIM_PROGRAM, {"--transcript", dir.File("line.jsonl")}, dir.Path());
+    const std::string pty = corvane.WaitForFirstLine();
+    ASSERT_EQ(pty.rfind("/dev/pts/", 0), 0u) << corvane.out << corvane.err;
+
+    Child tarvo(
+        TARVO_PROGRAM,
+        {"run", EXAMPLES_DIR "/river-gauge.xml", "--serial", "COM2:=" + pty, "--for", "90s"},
+        dir.Path());
+    const int status = tarvo.Finish();
+    corvane.Signal(SIGTERM);
+    EXPECT_EQ(corvane.Finish(), 0) << corvane.err;
+
+    EXPECT_EQ(status, 0) << tarvo.err;
+    EXPECT_EQ(tarvo.out.rfind("tarvo: recorded 1m30s of real time, ", 0), 0u) << tarvo.out;
+    EXPECT_NE(tarvo.out.find("  report at recording start: none\n"
+                             "  report at recording stop: none\n"),
+              std::string::npos)
+        << tarvo.out;
+    EXPECT_NE(tarvo.out.find("\nTransmitter on COM2: device " + pty + "\n"), std::string::npos)
+        << tarvo.out;
+
+    // The transmitter's own record: the start sequence first, the stop sequence last (whatever
+    // the messengers exchanged in between).
+    const std::vector<int> start = {506, 771, 200, 300, 338, 40,  37,  35, 202,
+                                    206, 204, 208, 212, 214, 223, 225, 42, 232,
+                                    302, 306, 318, 320, 304, 310, 200, 770};
+    const std::vector<int> stop = {771, 200, 300, 338};
+    const auto types = RequestTypes(dir.Read("line.jsonl"));
+    ASSERT_GE(types.size(), start.size() + stop.size()) << dir.Read("line.jsonl");
+    EXPECT_EQ(std::vector<int>(types.begin(), types.begin() + start.size()), start);
+    EXPECT_EQ(std::vector<int>(types.end() - stop.size(), types.end()), stop);
+    const std::string transcript = dir.Read("line.jsonl");
+    EXPECT_EQ(transcript.find("\"note\""), std::string::npos) << transcript;
+}
+
+}  // namespace
