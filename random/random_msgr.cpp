@@ -4,12 +4,9 @@
 #include "platform/report.h"
 #include "random/random_config_push.h"
 
-CRandomMsgr::CRandomMsgr(CCorvane& device)
-    : device_(device), stopEvent_(true, true, "random messenger stop") {}
+CRandomMsgr::CRandomMsgr(CCorvane& device) : device_(device), worker_("random messenger") {}
 
-CRandomMsgr::~CRandomMsgr() {
-    Stop();
-}
+CRandomMsgr::~CRandomMsgr() = default;
 
 bool CRandomMsgr::ReadSetup(CXMLSetup& setup, CXMLToken& next) {
     return ReadRandomSetup(setup, settings_, next);
@@ -45,28 +42,17 @@ bool CRandomMsgr::PushRandomConfig() {
 }
 
 bool CRandomMsgr::Start() {
-    if (thread_) {
-        return false;
-    }
-    stopEvent_.Reset();
-    thread_ = std::make_unique<TThread>([this] { ThreadProc(); }, "random messenger");
-    return true;
+    return worker_.Start([this] { ThreadProc(); });
 }
 
 bool CRandomMsgr::Stop() {
-    if (!thread_) {
-        return false;
-    }
-    stopEvent_.Set();
-    thread_->Join(INFINITE);
-    thread_.reset();
-    return true;
+    return worker_.Stop();
 }
 
 void CRandomMsgr::ThreadProc() {
     TReport::Debug("Random messenger thread starting.");
     // Scheduling comes with the Random and RndGroup blocks; until then the thread only waits to
     // be stopped.
-    WaitForSingleObject(stopEvent_, INFINITE);
+    WaitForSingleObject(worker_.StopEvent(), INFINITE);
     TReport::Debug("Random messenger thread exiting.");
 }

@@ -4,12 +4,9 @@
 #include "platform/report.h"
 #include "selftimed/self_timed_upload.h"
 
-SelfTimedMsgr::SelfTimedMsgr(CCorvane& device)
-    : device_(device), stopEvent_(true, true, "self-timed messenger stop") {}
+SelfTimedMsgr::SelfTimedMsgr(CCorvane& device) : device_(device), worker_("self-timed messenger") {}
 
-SelfTimedMsgr::~SelfTimedMsgr() {
-    Stop();
-}
+SelfTimedMsgr::~SelfTimedMsgr() = default;
 
 bool SelfTimedMsgr::ReadSetup(CXMLSetup& setup, CXMLToken& next) {
     return ReadSelfTimedSetup(setup, settings_, next);
@@ -38,27 +35,16 @@ bool SelfTimedMsgr::UploadConfig() {
 }
 
 bool SelfTimedMsgr::Start() {
-    if (thread_) {
-        return false;
-    }
-    stopEvent_.Reset();
-    thread_ = std::make_unique<TThread>([this] { ThreadProc(); }, "self-timed messenger");
-    return true;
+    return worker_.Start([this] { ThreadProc(); });
 }
 
 bool SelfTimedMsgr::Stop() {
-    if (!thread_) {
-        return false;
-    }
-    stopEvent_.Set();
-    thread_->Join(INFINITE);
-    thread_.reset();
-    return true;
+    return worker_.Stop();
 }
 
 void SelfTimedMsgr::ThreadProc() {
     TReport::Debug("Self-timed messenger thread starting.");
     // Scheduling comes with the SelfTimed blocks; until then the thread only waits to be stopped.
-    WaitForSingleObject(stopEvent_, INFINITE);
+    WaitForSingleObject(worker_.StopEvent(), INFINITE);
     TReport::Debug("Self-timed messenger thread exiting.");
 }

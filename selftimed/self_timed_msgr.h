@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "core/messenger_thread.h"
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
 #include "selftimed/self_timed_settings.h"
@@ -27,7 +28,7 @@ class SelfTimedMsgr {
     bool IsEnabled() const { return settings_.Enabled; }
 
     // The manual-reset event that ends the messenger's thread and its waits.
-    TEvent& StopEvent() { return stopEvent_; }
+    TEvent& StopEvent() { return worker_.StopEvent(); }
 
     // The reader stands after "<SelfTimed"; `next` receives the token that ended its attributes.
     bool ReadSetup(CXMLSetup& setup, CXMLToken& next);
@@ -50,13 +51,12 @@ class SelfTimedMsgr {
     // to end.
     bool Start();
     bool Stop();
-    bool IsThreadRunning() const { return thread_ != nullptr; }
+    bool IsThreadRunning() const { return worker_.IsRunning(); }
 
   private:
     void ThreadProc();
 
     CCorvane& device_;
     SelfTimedSettings settings_;
-    TEvent stopEvent_;
-    std::unique_ptr<TThread> thread_;
+    CMessengerThread worker_;
 };
