@@ -1,16 +1,9 @@
 // The device object's part of the setup file: the <Corvane> section and its <Common element.
 #include "core/corvane.h"
+#include "core/setup_attribute.h"
 #include "core/setup_reading.h"
 #include "core/wide_text.h"
 #include "platform/report.h"
-
-namespace {
-
-std::wstring Quoted(const wchar_t* key, const std::wstring& value) {
-    return std::wstring(key) + L" = \"" + value + L"\"";
-}
-
-}  // namespace
 
 bool CCorvane::ReadCommonSetup(CXMLSetup& setup, CXMLToken& next) {
     corvane::ReadAttributes(
@@ -64,10 +57,10 @@ bool CCorvane::ReadSetup(CXMLSetup& setup) {
 bool CCorvane::WriteSetup(CXMLSetup& setup) {
     setup.WriteStartTag(L"<Corvane>");
     setup.WriteStartTag(L"<Common");
-    setup.WriteText(Quoted(L"Port", std::to_wstring(Port)));
-    setup.WriteText(Quoted(L"SatID", SatID));
-    setup.WriteText(Quoted(L"InitCorvane", InitCorvane ? L"1" : L"0"));
-    setup.WriteText(Quoted(L"LTO", std::to_wstring(LTO)));
+    setup.WriteText(corvane::AttributeText(L"Port", std::to_wstring(Port)));
+    setup.WriteText(corvane::AttributeText(L"SatID", SatID));
+    setup.WriteText(corvane::AttributeText(L"InitCorvane", InitCorvane ? L"1" : L"0"));
+    setup.WriteText(corvane::AttributeText(L"LTO", std::to_wstring(LTO)));
     setup.WriteEndTag(L"/>");
     selfTimedMsgr_.WriteSetup(setup);
     randomMsgr_.WriteSetup(setup);

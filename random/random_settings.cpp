@@ -1,20 +1,9 @@
 #include "random/random_settings.h"
 
+#include "core/setup_attribute.h"
 #include "core/setup_reading.h"
 #include "core/wide_text.h"
 #include "platform/report.h"
-
-namespace {
-
-std::wstring Quoted(const wchar_t* key, const std::wstring& value) {
-    return std::wstring(key) + L" = \"" + value + L"\"";
-}
-
-std::wstring Quoted(const wchar_t* key, int value) {
-    return Quoted(key, std::to_wstring(value));
-}
-
-}  // namespace
 
 void ResetRandomSettings(RandomSettings& settings) {
     settings.Channel = 151;
@@ -32,18 +21,18 @@ void ResetRandomSettings(RandomSettings& settings) {
 
 bool WriteRandomSetup(CXMLSetup& setup, const RandomSettings& s) {
     setup.WriteStartTag(L"<Random");
-    setup.WriteText(Quoted(L"Enabled", s.Enabled ? 1 : 0));
-    setup.WriteText(Quoted(L"LatLon", s.LatLon ? 1 : 0));
-    setup.WriteText(Quoted(L"Quality", s.Quality ? 1 : 0));
-    setup.WriteText(Quoted(L"Channel", s.Channel));
-    setup.WriteText(Quoted(L"NormRate", s.NormRate));
-    setup.WriteText(Quoted(L"AlarmRate", s.AlarmRate));
-    setup.WriteText(Quoted(L"Type", s.Type));
-    setup.WriteText(Quoted(L"BurstCount", s.BurstCount));
-    setup.WriteText(Quoted(L"BurstRate", s.BurstRate));
-    setup.WriteText(Quoted(L"Format", s.Format));
-    setup.WriteText(Quoted(L"NumVals", s.NumVals));
-    setup.WriteText(Quoted(L"Antenna", s.Antenna));
+    setup.WriteText(corvane::AttributeText(L"Enabled", s.Enabled ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"LatLon", s.LatLon ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"Quality", s.Quality ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"Channel", s.Channel));
+    setup.WriteText(corvane::AttributeText(L"NormRate", s.NormRate));
+    setup.WriteText(corvane::AttributeText(L"AlarmRate", s.AlarmRate));
+    setup.WriteText(corvane::AttributeText(L"Type", s.Type));
+    setup.WriteText(corvane::AttributeText(L"BurstCount", s.BurstCount));
+    setup.WriteText(corvane::AttributeText(L"BurstRate", s.BurstRate));
+    setup.WriteText(corvane::AttributeText(L"Format", s.Format));
+    setup.WriteText(corvane::AttributeText(L"NumVals", s.NumVals));
+    setup.WriteText(corvane::AttributeText(L"Antenna", s.Antenna));
     setup.WriteEndTag(L"/>");
     return true;
 }

@@ -1,5 +1,6 @@
 #include "selftimed/self_timed_settings.h"
 
+#include "core/setup_attribute.h"
 #include "core/setup_reading.h"
 #include "core/wide_text.h"
 #include "platform/report.h"
@@ -11,14 +12,6 @@ namespace {
 constexpr std::array<const wchar_t*, 9> kLegacyFormats = {L"SHEF",        L"SHEF Fixed", L"Bin Int",
                                                           L"Bin Non-Int", L"NOS",        L"NFDRS",
                                                           L"NFDRS",       L"INSAT",      L"Handar"};
-
-std::wstring Quoted(const wchar_t* key, const std::wstring& value) {
-    return std::wstring(key) + L" = \"" + value + L"\"";
-}
-
-std::wstring Quoted(const wchar_t* key, int value) {
-    return Quoted(key, std::to_wstring(value));
-}
 
 }  // namespace
 
@@ -63,21 +56,21 @@ std::wstring ConvertLegacyWinLen(const std::wstring& winLen) {
 
 bool WriteSelfTimedSetup(CXMLSetup& setup, const SelfTimedSettings& s) {
     setup.WriteStartTag(L"<SelfTimed");
-    setup.WriteText(Quoted(L"Enabled", s.Enabled ? 1 : 0));
-    setup.WriteText(Quoted(L"LatLon", s.LatLon ? 1 : 0));
-    setup.WriteText(Quoted(L"Quality", s.Quality ? 1 : 0));
-    setup.WriteText(Quoted(L"Channel", s.Channel));
-    setup.WriteText(Quoted(L"Type", s.Type));
-    setup.WriteText(Quoted(L"Format", s.Format));
-    setup.WriteText(Quoted(L"Time", s.Time));
-    setup.WriteText(Quoted(L"Rate", s.Rate));
-    setup.WriteText(Quoted(L"CenterWin", s.CenterWin ? 1 : 0));
-    setup.WriteText(Quoted(L"WinLen", s.WinLen));
-    setup.WriteText(Quoted(L"NumVals", s.NumVals));
-    setup.WriteText(Quoted(L"EnableSatID2", s.EnableSatID2 ? 1 : 0));
-    setup.WriteText(Quoted(L"SatID2", s.SatID2));
-    setup.WriteText(Quoted(L"SCDChannel", s.SCDChannel));
-    setup.WriteText(Quoted(L"Antenna", s.Antenna));
+    setup.WriteText(corvane::AttributeText(L"Enabled", s.Enabled ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"LatLon", s.LatLon ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"Quality", s.Quality ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"Channel", s.Channel));
+    setup.WriteText(corvane::AttributeText(L"Type", s.Type));
+    setup.WriteText(corvane::AttributeText(L"Format", s.Format));
+    setup.WriteText(corvane::AttributeText(L"Time", s.Time));
+    setup.WriteText(corvane::AttributeText(L"Rate", s.Rate));
+    setup.WriteText(corvane::AttributeText(L"CenterWin", s.CenterWin ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"WinLen", s.WinLen));
+    setup.WriteText(corvane::AttributeText(L"NumVals", s.NumVals));
+    setup.WriteText(corvane::AttributeText(L"EnableSatID2", s.EnableSatID2 ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"SatID2", s.SatID2));
+    setup.WriteText(corvane::AttributeText(L"SCDChannel", s.SCDChannel));
+    setup.WriteText(corvane::AttributeText(L"Antenna", s.Antenna));
     setup.WriteEndTag(L"/>");
     return true;
 }
