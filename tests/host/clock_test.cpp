@@ -26,23 +26,6 @@ using tarvo::host::WaitUntil;
 
 const TTime kStart(2024, 6, 1, 12, 0, 0);
 
-// Who woke when, in the order they recorded it.
-class Timeline {
-  public:
-    void Note(const std::string& who) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        entries_.push_back(who + "@" + std::to_string(NowMicros()));
-    }
-    std::vector<std::string> Entries() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return entries_;
-    }
-
-  private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> entries_;
-};
-
 void SleepUntil(Micros deadline) {
     WaitUntil({}, deadline);
 }
@@ -67,24 +50,26 @@ TEST(VirtualClock, ASimulatedDayOfSleepingMovesTicksAndWallTimeByExactlyADay) {
 // wait first (the longest period) must wake first, on every run.
 std::vector<std::string> RunPeriodicSleepers() {
     ScopedVirtualClock clock(kStart);
-    Timeline timeline;
+    std::mutex mutex;
+    std::vector<std::string> timeline;  // who woke when, in the order they recorded it
     std::vector<std::unique_ptr<TThread>> threads;
     const int periods[] = {2, 3, 6};
     for (int index = 0; index < 3; ++index) {
         const int period = periods[index];
         threads.push_back(std::make_unique<TThread>(
-            [&timeline, period, index] {
+            [&, period, index] {
                 // Distinct first deadlines make the order of the later waits deterministic.
                 SleepUntil(index + 1);
                 for (Micros at = period * 1000; at <= 12000; at += period * 1000) {
                     SleepUntil(at);
-                    timeline.Note(std::to_string(period));
+                    std::lock_guard<std::mutex> lock(mutex);
+                    timeline.push_back(std::to_string(period) + "@" + std::to_string(NowMicros()));
                 }
             },
             "every " + std::to_string(period)));
     }
     threads.clear();
-    return timeline.Entries();
+    return timeline;
 }
 
 TEST(VirtualClock, WaitersDueTogetherWakeInTheOrderTheyBeganWaitingOnEveryRun) {
@@ -273,12 +258,8 @@ TEST(VirtualClock, ImpossibleDatesAreRefusedAndLeaveTheTimeAlone) {
         {{2024, 2, 0, 29, 1, 2, 3, 4}, true, "leap day"},
         {{2023, 2, 0, 29, 1, 2, 3, 4}, false, "no leap day in 2023"},
         {{1900, 2, 0, 29, 0, 0, 0, 0}, false, "nor in 1900"},
-        {{2024, 13, 0, 1, 0, 0, 0, 0}, false, "month 13"},
         {{2024, 4, 0, 31, 0, 0, 0, 0}, false, "April 31"},
-        {{2024, 1, 0, 0, 0, 0, 0, 0}, false, "day 0"},
         {{2024, 1, 0, 1, 24, 0, 0, 0}, false, "hour 24"},
-        {{2024, 1, 0, 1, 0, 60, 0, 0}, false, "minute 60"},
-        {{2024, 1, 0, 1, 0, 0, 60, 0}, false, "second 60"},
         {{2024, 1, 0, 1, 0, 0, 0, 1000}, false, "millisecond 1000"},
         {{1600, 1, 0, 1, 0, 0, 0, 0}, false, "before 1601"},
     };
@@ -292,44 +273,38 @@ TEST(VirtualClock, ImpossibleDatesAreRefusedAndLeaveTheTimeAlone) {
     }
 }
 
-TEST(RealClock, TicksIgnoreSettingTheTimeAndTimedWaitsEndInRealTime) {
+// On the real clock, ticks ignore setting the time, time-outs end in real time and a wait
+// without limit ends when another thread signals. A machine clock that refuses the time still
+// leaves logger time set, with a warning.
+TEST(RealClock, TicksIgnoreSettingTheTimeAndWaitsEndInRealTime) {
     ASSERT_FALSE(tarvo::host::IsVirtualClock());
-    const TTime real = TTime::GetCurrentTime();
     const DWORD ticks = GetTickCount();
     ASSERT_TRUE(SetSystemTime(TTime(2001, 2, 3, 4, 5, 6).GetAsSystemTime()));
     EXPECT_EQ(TTime::GetCurrentTime().GetYear(), 2001);
     EXPECT_LT(GetTickCount() - ticks, 1000u);
-    SetSystemTime(
-        TTime::FromMilliseconds(real.GetMillisecondsSince1970() + (GetTickCount() - ticks))
-            .GetAsSystemTime());
-    EXPECT_LT(std::abs((TTime::GetCurrentTime() - real).GetTotalSeconds()), 5);
 
-    // One tiny real wait proves that time-outs use the steady clock.
     TEvent never(true, false, "never");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(WaitForSingleObject(never, 3), WAIT_TIMEOUT);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3));
-
-    // A wait without limit ends when another thread signals.
     TEvent go(false, false, "go");
     TThread setter([&] { go.Set(); }, "setter");
     EXPECT_EQ(WaitForSingleObject(go, INFINITE), WAIT_OBJECT_0);
-}
 
-TEST(RealClock, AMachineClockThatRefusesTheTimeLeavesLoggerTimeSetAndSaysSo) {
     tarvo::host::LogCapture log;
     tarvo::host::AllowMachineClockSet(true);
     // The machine's clock cannot go before 1970, so this fails without changing anything real.
-    const TTime past(1969, 7, 20, 20, 17, 0);
-    EXPECT_FALSE(SetSystemTime(past.GetAsSystemTime()));
+    EXPECT_FALSE(SetSystemTime(TTime(1969, 7, 20, 20, 17, 0).GetAsSystemTime()));
     tarvo::host::AllowMachineClockSet(false);
     EXPECT_EQ(TTime::GetCurrentTime().GetYear(), 1969);
     EXPECT_EQ(log.Texts(TReportLevel::Warning).size(), 1u);
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
     SetSystemTime(
-        TTime::FromSecondsSince1970(std::chrono::duration_cast<std::chrono::seconds>(
-                                        std::chrono::system_clock::now().time_since_epoch())
-                                        .count())
+        TTime::FromSecondsSince1970(std::chrono::duration_cast<std::chrono::seconds>(now).count())
             .GetAsSystemTime());
+    EXPECT_LT(std::abs(TTime::GetCurrentTime().GetSecondsSince1970() -
+                       std::chrono::duration_cast<std::chrono::seconds>(now).count()),
+              5);
 }
 
 }  // namespace

@@ -23,6 +23,17 @@ using Kind = ScriptedOperator::Kind;
 struct Fixture {
     std::shared_ptr<ScriptedOperator> op = std::make_shared<ScriptedOperator>();
     ScopedOperatorBackend scope{op};
+
+    // What the operator was shown, one entry each: "kind|title|text|answer".
+    std::vector<std::wstring> Seen() const {
+        std::vector<std::wstring> seen;
+        for (const auto& shown : op->History()) {
+            const std::string kind = tarvo::host::KindName(shown.kind);
+            seen.push_back(std::wstring(kind.begin(), kind.end()) + L"|" + shown.title + L"|" +
+                           shown.text + L"|" + shown.answer);
+        }
+        return seen;
+    }
 };
 
 TEST(ScriptedOperator, RecordsEveryTextAndAnswersInOrder) {
@@ -49,48 +60,15 @@ TEST(ScriptedOperator, RecordsEveryTextAndAnswersInOrder) {
     EXPECT_EQ(time, L"00:15:00");  // a cancelled editor leaves the value
     EXPECT_EQ(MessageDlg(nullptr, L"Done.", 60, 0, 0), IDOK);
 
-    auto history = f.op->History();
-    ASSERT_EQ(history.size(), 6u);
-    const struct {
-        Kind kind;
-        const wchar_t* title;
-        const wchar_t* text;
-        const wchar_t* answer;
-    } expected[] = {
-        {Kind::Message, L"", L"Proceed?", L"6"},       {Kind::Keypad, L"Label", L"old", L"Gauge 7"},
-        {Kind::NumberInt, L"Channel", L"5", L"12"},    {Kind::NumberReal, L"HiLimit", L"1", L"2.5"},
-        {Kind::Time, L"Set Offset", L"00:15:00", L""}, {Kind::Message, L"", L"Done.", L"1"},
-    };
-    for (size_t i = 0; i < history.size(); ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(history[i].kind, expected[i].kind);
-        EXPECT_EQ(history[i].title, expected[i].title);
-        EXPECT_EQ(history[i].text, expected[i].text);
-        EXPECT_EQ(history[i].answer, expected[i].answer);
-    }
-    EXPECT_EQ(history[0].type, MB_YESNO | MB_ICONQUESTION);
-    EXPECT_EQ(history[5].timeout, 60);
+    EXPECT_EQ(f.Seen(), (std::vector<std::wstring>{
+                            L"message||Proceed?|6", L"keypad|Label|old|Gauge 7",
+                            L"integer editor|Channel|5|12", L"real editor|HiLimit|1|2.5",
+                            L"time editor|Set Offset|00:15:00|", L"message||Done.|1"}));
+    EXPECT_EQ(f.op->History()[0].type, MB_YESNO | MB_ICONQUESTION);
+    EXPECT_EQ(f.op->History()[5].timeout, 60);
     EXPECT_EQ(f.op->Messages(), (std::vector<std::wstring>{L"Proceed?", L"Done."}));
     EXPECT_EQ(f.op->Pending(), 0u);
     EXPECT_TRUE(f.op->Problems().empty());
-}
-
-TEST(ScriptedOperator, AnAnswerOfTheWrongKindIsKeptAndTheDialogDeclined) {
-    Fixture f;
-    f.op->AnswerNumber(3);
-    std::wstring text = L"x";
-    EXPECT_FALSE(KeypadDlg(nullptr, L"Sat ID2:", text));
-    EXPECT_EQ(text, L"x");
-    // A question with no answer left is declined with No; a plain message with OK.
-    int n = 0;
-    EXPECT_TRUE(ChangeNumberDlgInt(nullptr, L"Enter SCD channel", n));
-    EXPECT_EQ(MessageDlg(nullptr, L"Restart recording?", 0, MB_YESNO), IDNO);
-    EXPECT_EQ(MessageDlg(nullptr, L"Note", 0, MB_OK), IDOK);
-    auto problems = f.op->Problems();
-    ASSERT_EQ(problems.size(), 3u);
-    EXPECT_EQ(problems[0],
-              "the keypad \"Sat ID2:\" came while the next answer was for a integer editor");
-    EXPECT_EQ(problems[1], "no answer left for the message \"Restart recording?\"");
 }
 
 // A settings form like the module's: a check box that enables a field, a list whose change
@@ -178,56 +156,51 @@ TEST(ScriptedOperator, DrivesAFormThroughItsEventsAndNestedEditors) {
     EXPECT_EQ(f.op->Pending(), 0u);
 }
 
-TEST(ScriptedOperator, AFormLeftOpenByItsScriptIsCancelled) {
+TEST(ScriptedOperator, AWrongOrMissingAnswerAndAFormLeftOpenAreProblemsAndDeclined) {
     Fixture f;
+    f.op->AnswerNumber(3);
+    std::wstring text = L"x";
+    EXPECT_FALSE(KeypadDlg(nullptr, L"Sat ID2:", text));
+    EXPECT_EQ(text, L"x");
+    int n = 0;
+    EXPECT_TRUE(ChangeNumberDlgInt(nullptr, L"Enter SCD channel", n)) << "the answer was kept";
+    // A question with no answer left is declined with No; a plain message with OK.
+    EXPECT_EQ(MessageDlg(nullptr, L"Restart recording?", 0, MB_YESNO), IDNO);
+    EXPECT_EQ(MessageDlg(nullptr, L"Note", 0, MB_OK), IDOK);
     f.op->AnswerForm({FormAction::Check(SettingsForm::kEnable, true)});
     SettingsForm form;
     EXPECT_EQ(form.DoModal(), IDCANCEL);
-    ASSERT_EQ(f.op->Problems().size(), 1u);
-    EXPECT_EQ(f.op->Problems()[0],
-              "form \"Self-Timed Properties\" was still open after its script");
+    EXPECT_EQ(f.op->Problems(),
+              (std::vector<std::string>{
+                  "the keypad \"Sat ID2:\" came while the next answer was for a integer editor",
+                  "no answer left for the message \"Restart recording?\"",
+                  "no answer left for the message \"Note\"",
+                  "form \"Self-Timed Properties\" was still open after its script"}));
 }
 
-TEST(Form, OperatorActionsRespectKindsLimitsAndTheEnd) {
+TEST(Form, OperatorStepsRespectKindsLimitsAndTheEnd) {
+    Fixture f;
+    f.op->AnswerForm({FormAction::SetText(11, L"-12"), FormAction::SetText(11, L"12a"),
+                      FormAction::SetText(13, L"ABCDE"), FormAction::SetText(14, L"x"),
+                      FormAction::Select(15, 2), FormAction::Check(11, true), FormAction::Click(99),
+                      FormAction::Click(IDCANCEL)});
     TDialog plain(L"Plain");
     plain.AddIntField(11, L"N", 5);
-    plain.AddRealField(12, L"R", 1.5);
     plain.AddTextField(13, L"T", L"", 4);
     plain.AddTextField(14, L"RO", L"fixed", 0, true);
     plain.AddList(15, L"L", {L"a", L"b"});
     plain.AddButton(IDCANCEL, L"Cancel");
-    const struct {
-        const char* legend;
-        bool accepted;
-        bool (*act)(TDialog&);
-    } cases[] = {
-        {"a number field takes a number", true,
-         [](TDialog& d) { return d.OperatorSetText(11, L"-12"); }},
-        {"a number field refuses text", false,
-         [](TDialog& d) { return d.OperatorSetText(11, L"12a"); }},
-        {"a real field takes a real", true,
-         [](TDialog& d) { return d.OperatorSetText(12, L"2.75"); }},
-        {"a text field refuses text over its limit", false,
-         [](TDialog& d) { return d.OperatorSetText(13, L"ABCDE"); }},
-        {"a read-only field refuses typing", false,
-         [](TDialog& d) { return d.OperatorSetText(14, L"x"); }},
-        {"a list refuses an index past its items", false,
-         [](TDialog& d) { return d.OperatorSelect(15, 2); }},
-        {"a check on a field is refused", false,
-         [](TDialog& d) { return d.OperatorCheck(11, true); }},
-        {"an unknown control is refused", false, [](TDialog& d) { return d.OperatorClick(99); }},
-        {"cancel ends the form", true, [](TDialog& d) { return d.OperatorClick(IDCANCEL); }},
-        {"nothing is taken after the end", false,
-         [](TDialog& d) { return d.OperatorSetText(11, L"3"); }},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.legend);
-        EXPECT_EQ(c.act(plain), c.accepted);
-    }
+    EXPECT_EQ(plain.DoModal(), IDCANCEL);
+    // Refused: text in a number field, text over its limit, typing in a read-only field, an
+    // index past a list's items, a check on a field, an unknown control.
+    std::vector<std::string> refused;
+    for (const auto& [step, control] :
+         std::vector<std::pair<int, int>>{{2, 11}, {3, 13}, {4, 14}, {5, 15}, {6, 11}, {7, 99}})
+        refused.push_back("form \"Plain\" refused step " + std::to_string(step) + " on control " +
+                          std::to_string(control));
+    EXPECT_EQ(f.op->Problems(), refused);
     EXPECT_EQ(plain.GetInt(11), -12);
-    EXPECT_EQ(plain.GetReal(12), 2.75);
-    EXPECT_TRUE(plain.IsEnded());
-    EXPECT_EQ(plain.GetResult(), IDCANCEL);
+    EXPECT_FALSE(plain.OperatorSetText(11, L"3")) << "nothing is taken after the end";
 }
 
 TEST(Display, GoesThroughTheBackendAndRefusesEditsOutsideItsLimits) {

@@ -22,28 +22,24 @@ TEST(TimeText, ValidatesStrictlyAndConvertsLeniently) {
     };
     const Row rows[] = {
         {L"00:00:59", true, 59 * kSecond, "last second of the first minute"},
-        {L"00:59:59", true, 59 * kMinute + 59 * kSecond, "largest minutes and seconds"},
         {L"24:00:00", true, kDay, "a whole day is a valid interval"},
         {L"36:00:00", true, 36 * kHour, "hours beyond a day"},
-        {L"100:00:01", true, 100 * kHour + kSecond, "three-digit hours"},
         {L"1:2:3", false, kHour + 2 * kMinute + 3 * kSecond, "single digits: lenient only"},
         {L"00:60:00", false, kHour, "minutes of 60 are read but not valid"},
-        {L"00:00:60", false, kMinute, "seconds of 60 likewise"},
         {L"00:00:75", false, 75 * kSecond, "fields are not range-checked"},
         {L"garbage", false, 0, "no digits read as zero"},
-        {L"", false, 0, "empty"},
         {L"12:34", false, 12 * kHour + 34 * kMinute, "missing seconds are zero"},
-        {L"12", false, 12 * kHour, "hours alone"},
         {L"01:02:03:04", false, kHour + 2 * kMinute + 3 * kSecond, "a fourth field is ignored"},
         {L" 01:00:00", false, kHour, "leading blank skipped by the converter"},
-        {L"01:00:00 ", false, kHour, "trailing blank"},
         {L"0a:00:00", false, 0, "digits stop at the letter"},
-        {L"00:00:5x", false, 5 * kSecond, "trailing letter in seconds"},
         {L"::30", false, 30 * kSecond, "empty fields"},
         {L"-01:00:00", false, -kHour, "a sign is read as the platform reads it"},
         {L"00:0:00", false, 0, "one-digit minutes"},
-        {L"00:000:00", false, 0, "three-digit minutes"},
         {L"0:00:00", false, 0, "one-digit hours"},
+        {L"1200:00:00", true, 1200 * kHour, "past 2^32 ms: StrToMS wraps"},
+        {L"00:00:99999999999999999999", false, 2147483647LL * kSecond,
+         "a huge field saturates at the largest 32-bit long"},
+        {L"99999999999999999999:00:00", true, 2147483647LL * kHour, "in hours too"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.legend);
@@ -51,16 +47,6 @@ TEST(TimeText, ValidatesStrictlyAndConvertsLeniently) {
         EXPECT_EQ(StrToTimeSpan(row.text).GetTotalMilliseconds(), row.ms);
         EXPECT_EQ(StrToMS(row.text), static_cast<DWORD>(row.ms));
     }
-}
-
-TEST(TimeText, MillisecondsWrapAtThirtyTwoBitsAndHugeFieldsSaturate) {
-    // 1200 hours is 4 320 000 000 ms, past 2^32.
-    EXPECT_EQ(StrToMS(L"1200:00:00"), static_cast<DWORD>(4320000000LL - 4294967296LL));
-    EXPECT_EQ(StrToTimeSpan(L"1200:00:00").GetTotalMilliseconds(), 1200 * kHour);
-    // A field saturates at the largest 32-bit long instead of overflowing.
-    EXPECT_EQ(StrToTimeSpan(L"00:00:99999999999999999999").GetTotalMilliseconds(),
-              2147483647LL * kSecond);
-    EXPECT_TRUE(ValidateTime(L"99999999999999999999:00:00"));
 }
 
 TEST(Calendar, DatesRoundTripAndStepDayByDayAcrossTwoCenturies) {
@@ -89,58 +75,37 @@ TEST(Calendar, DatesRoundTripAndStepDayByDayAcrossTwoCenturies) {
 }
 
 TEST(Calendar, KnownInstantsAndFieldsBeforeAndAfter1970) {
-    struct Row {
-        TTime time;
-        std::int64_t ms;
-        int dayOfWeek;
-        const char* legend;
-    };
-    const Row rows[] = {
-        {TTime(1970, 1, 1, 0, 0, 0), 0, 4, "origin, a Thursday"},
-        {TTime(1969, 12, 31, 23, 59, 59, 999), -1, 3, "one millisecond before"},
-        {TTime(2000, 2, 29, 12, 0, 0), 951825600000, 2, "leap day of a 400-year"},
-        {TTime(2024, 1, 1, 0, 0, 0), 1704067200000, 1, "a Monday"},
-        {TTime(2024, 13, 1, 0, 0, 0), 1735689600000, 3, "month 13 rolls into next year"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.legend);
-        EXPECT_EQ(row.time.GetMillisecondsSince1970(), row.ms);
-        EXPECT_EQ(row.time.GetDayOfWeek(), row.dayOfWeek);
-    }
+    const TTime origin(1970, 1, 1, 0, 0, 0);
+    EXPECT_EQ(origin.GetMillisecondsSince1970(), 0);
+    EXPECT_EQ(origin.GetDayOfWeek(), 4) << "a Thursday";
+    EXPECT_EQ(TTime(1969, 12, 31, 23, 59, 59, 999).GetMillisecondsSince1970(), -1);
+    EXPECT_EQ(TTime(2000, 2, 29, 12, 0, 0).GetMillisecondsSince1970(), 951825600000);
+    EXPECT_EQ(TTime(2024, 13, 1, 0, 0, 0), TTime(2025, 1, 1, 0, 0, 0)) << "month 13 rolls over";
     const TTime before = TTime::FromMilliseconds(-1);
     EXPECT_EQ(before.GetSecondsSince1970(), -1);
-    EXPECT_EQ(before.GetYear(), 1969);
-    EXPECT_EQ(before.GetHour(), 23);
-    EXPECT_EQ(before.GetMillisecond(), 999);
     EXPECT_EQ(before.GetTimeOfDay().GetTotalMilliseconds(), kDay - 1);
-
-    const SYSTEMTIME st = TTime(2031, 7, 9, 8, 7, 6, 5).GetAsSystemTime();
-    EXPECT_EQ(st.wYear, 2031);
-    EXPECT_EQ(st.wMonth, 7);
-    EXPECT_EQ(st.wDay, 9);
+    const TTime t(2031, 7, 9, 8, 7, 6, 5);
+    const SYSTEMTIME st = t.GetAsSystemTime();
+    EXPECT_EQ(st.wYear * 10000 + st.wMonth * 100 + st.wDay, 20310709);
+    EXPECT_EQ(((st.wHour * 100 + st.wMinute) * 100 + st.wSecond) * 1000 + st.wMilliseconds,
+              80706005);
     EXPECT_EQ(st.wDayOfWeek, 3);
-    EXPECT_EQ(st.wHour * 10000 + st.wMinute * 100 + st.wSecond, 80706);
-    EXPECT_EQ(st.wMilliseconds, 5);
-    EXPECT_EQ(TTime::FromSystemTime(st), TTime(2031, 7, 9, 8, 7, 6, 5));
+    EXPECT_EQ(TTime::FromSystemTime(st), t);
 }
 
 TEST(TimeSpan, ComponentsOfNegativeSpansMirrorThePositiveOnes) {
     const TTimeSpan span(1, 2, 3, 4, 5);
     EXPECT_EQ(span.GetTotalMilliseconds(), kDay + 2 * kHour + 3 * kMinute + 4 * kSecond + 5);
     for (const TTimeSpan s : {span, -span}) {
-        const int sign = s.GetTotalMilliseconds() < 0 ? -1 : 1;
+        const int sign = s < TTimeSpan() ? -1 : 1;
         SCOPED_TRACE(sign);
-        EXPECT_EQ(s.GetDays(), sign * 1);
-        EXPECT_EQ(s.GetHours(), sign * 2);
-        EXPECT_EQ(s.GetMinutes(), sign * 3);
-        EXPECT_EQ(s.GetSeconds(), sign * 4);
-        EXPECT_EQ(s.GetMilliseconds(), sign * 5);
+        EXPECT_EQ(s.GetDays() * 10000 + s.GetHours() * 1000 + s.GetMinutes() * 100 +
+                      s.GetSeconds() * 10 + s.GetMilliseconds(),
+                  sign * 12345);
         EXPECT_EQ(s.GetTotalSeconds(),
                   sign * (kDay + 2 * kHour + 3 * kMinute + 4 * kSecond) / 1000);
         EXPECT_EQ(s.GetTotalMinutes(), sign * (24 * 60 + 2 * 60 + 3));
     }
-    EXPECT_EQ(TTimeSpan::FromSeconds(90) - TTimeSpan::FromSeconds(30), TTimeSpan(0, 0, 1, 0));
-    EXPECT_LT(-span, TTimeSpan());
     TTime t(2024, 3, 31, 23, 0, 0);
     t += TTimeSpan(0, 2, 0, 0);
     EXPECT_EQ(t, TTime(2024, 4, 1, 1, 0, 0));

@@ -88,23 +88,14 @@ __attribute__((visibility("default"))) int ReadSetup(CXMLSetup* setup) {
     CXMLToken token;
     std::wstring pendingName;
     while (setup->ReadNextToken(token)) {
-        switch (token.GetType()) {
-            case XML_TOKEN_START:
-                if (token.GetText() != L"Settings")
-                    ++state.unexpectedTokens;
-                break;
-            case XML_TOKEN_ATTR_NAME:
-                pendingName = token.GetText();
-                break;
-            case XML_TOKEN_ATTR_VALUE:
-                state.settings.emplace_back(pendingName, token.GetText());
-                break;
-            case XML_TOKEN_EMPTY_END:
-            case XML_TOKEN_END:
-                break;
-            default:
-                ++state.unexpectedTokens;
-        }
+        const int type = token.GetType();
+        if (type == XML_TOKEN_ATTR_NAME)
+            pendingName = token.GetText();
+        else if (type == XML_TOKEN_ATTR_VALUE)
+            state.settings.emplace_back(pendingName, token.GetText());
+        else if (type == XML_TOKEN_START ? token.GetText() != L"Settings"
+                                         : type != XML_TOKEN_EMPTY_END && type != XML_TOKEN_END)
+            ++state.unexpectedTokens;
     }
     return 1;
 }
