@@ -9,7 +9,8 @@ if(TARGET tarvo_app)
     set(target apps_${name})
     add_executable(${target} ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/${name}.cpp ${apps_support})
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_link_libraries(${target} PRIVATE tarvo_runner GTest::gtest GTest::gtest_main)
+    target_link_libraries(${target} PRIVATE tarvo_runner GTest::gtest GTest::gmock
+                                            GTest::gtest_main)
     set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     # The test plug-ins are made by tests/host/extra.cmake; the Corvane plug-in is the one
     # installed beside tarvo.

@@ -16,10 +16,9 @@ namespace tarvo::testing {
 
 TempDir::TempDir() {
     char pattern[] = "/tmp/tarvo-apps-XXXXXX";
-    const char* made = mkdtemp(pattern);
-    if (made == nullptr)
+    if (mkdtemp(pattern) == nullptr)
         std::abort();
-    path_ = made;
+    path_ = pattern;
 }
 
 TempDir::~TempDir() {
@@ -32,19 +31,9 @@ void TempDir::Write(const std::string& name, const std::string& text) const {
 }
 
 std::string TempDir::Read(const std::string& name) const {
-    std::ifstream in(File(name));
     std::stringstream s;
-    s << in.rdbuf();
+    s << std::ifstream(File(name)).rdbuf();
     return s.str();
-}
-
-int TempDir::Lines(const std::string& name) const {
-    std::ifstream in(File(name));
-    std::string line;
-    int n = 0;
-    while (std::getline(in, line))
-        ++n;
-    return n;
 }
 
 Child::Child(const std::string& program, const std::vector<std::string>& args,
@@ -58,8 +47,7 @@ Child::Child(const std::string& program, const std::vector<std::string>& args,
         dup2(err[1], 2);
         if (chdir(cwd.c_str()) != 0)
             _exit(126);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(program.c_str()));
+        std::vector<char*> argv{const_cast<char*>(program.c_str())};
         for (auto& a : args)
             argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
@@ -68,8 +56,8 @@ Child::Child(const std::string& program, const std::vector<std::string>& args,
     }
     close(out[1]);
     close(err[1]);
-    out_ = out[0];
-    err_ = err[0];
+    fds_[0] = out[0];
+    fds_[1] = err[0];
 }
 
 Child::~Child() {
@@ -79,20 +67,12 @@ Child::~Child() {
     }
 }
 
-bool Child::WaitForError(const std::string& text) {
-    while (err.find(text) == std::string::npos) {
-        if (!ReadSome(true))
+bool Child::WaitFor(const std::string& text, bool inOut) {
+    while ((inOut ? out : err).find(text) == std::string::npos) {
+        if (fds_[inOut ? 0 : 1] < 0 || !ReadSome())
             return false;
     }
     return true;
-}
-
-std::string Child::WaitForFirstLine() {
-    while (out.find('\n') == std::string::npos) {
-        if (outClosed_ || !ReadSome(false))
-            return "";
-    }
-    return out.substr(0, out.find('\n'));
 }
 
 void Child::Signal(int sig) {
@@ -100,37 +80,29 @@ void Child::Signal(int sig) {
 }
 
 int Child::Finish() {
-    while (ReadSome(false)) {
+    while (ReadSome()) {
     }
     int status = 0;
     while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
-    close(out_);
-    close(err_);
     finished_ = true;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-bool Child::ReadSome(bool errOnly) {
-    pollfd fds[2] = {{err_, POLLIN, 0}, {out_, POLLIN, 0}};
-    int n = errOnly ? 1 : 2;
-    if (errClosed_ && (errOnly || outClosed_))
+bool Child::ReadSome() {
+    pollfd polled[2] = {{fds_[0], POLLIN, 0}, {fds_[1], POLLIN, 0}};
+    if (fds_[0] < 0 && fds_[1] < 0)
         return false;
-    if (errClosed_)
-        fds[0].fd = -1;
-    if (outClosed_)
-        fds[1].fd = -1;
-    if (poll(fds, n, -1) < 0)
+    if (poll(polled, 2, -1) < 0)
         return errno == EINTR;
-    char buf[4096];
-    for (int i = 0; i < n; ++i) {
-        if (fds[i].revents == 0)
-            continue;
-        ssize_t got = read(fds[i].fd, buf, sizeof buf);
-        if (got <= 0) {
-            (i == 0 ? errClosed_ : outClosed_) = true;
-        } else {
-            (i == 0 ? err : out).append(buf, static_cast<size_t>(got));
+    for (int i = 0; i < 2; ++i) {
+        char buf[4096];
+        const ssize_t got = polled[i].revents == 0 ? 0 : read(fds_[i], buf, sizeof buf);
+        if (got > 0) {
+            (i == 0 ? out : err).append(buf, static_cast<size_t>(got));
+        } else if (polled[i].revents != 0) {
+            close(fds_[i]);
+            fds_[i] = -1;
         }
     }
     return true;
@@ -139,8 +111,19 @@ bool Child::ReadSome(bool errOnly) {
 Result Run(const std::string& program, const std::vector<std::string>& args,
            const std::string& cwd) {
     Child child(program, args, cwd);
-    int status = child.Finish();
+    const int status = child.Finish();
     return {status, child.out, child.err};
+}
+
+std::string RequestTypes(const std::string& jsonLines) {
+    std::string types;
+    std::istringstream lines(jsonLines);
+    for (std::string line; std::getline(lines, line);) {
+        const auto at = line.find("\"type\":");
+        if (line.find("\"direction\":\"request\"") != std::string::npos && at != std::string::npos)
+            types += (types.empty() ? "" : " ") + std::to_string(std::atoi(line.c_str() + at + 7));
+    }
+    return types;
 }
 
 }  // namespace tarvo::testing

@@ -9,6 +9,7 @@
 
 namespace tarvo::testing {
 
+// A folder under /tmp, removed with everything in it at the end.
 class TempDir {
   public:
     TempDir();
@@ -19,7 +20,6 @@ class TempDir {
     std::string File(const std::string& name) const { return path_ + "/" + name; }
     void Write(const std::string& name, const std::string& text) const;
     std::string Read(const std::string& name) const;
-    int Lines(const std::string& name) const;
 
   private:
     std::string path_;
@@ -28,18 +28,20 @@ class TempDir {
 // A child program with its standard output and error on pipes, started in `cwd`.
 class Child {
   public:
-    Child(const std::string& program, const std::vector<std::string>& args, const std::string& cwd);
+    Child(const std::string& program, const std::vector<std::string>& args,
+          const std::string& cwd = "/tmp");
     // Kills a child still running (SIGKILL) and reaps it.
     ~Child();
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    // Reads standard error until `text` has appeared in it; false if the child closed it first.
-    bool WaitForError(const std::string& text);
-    // Reads until standard output holds a whole first line and returns it without its line end;
-    // empty if the child closed its output first.
-    std::string WaitForFirstLine();
-
+    // Reads until `text` is in standard error (or, with `inOut`, the first line end in standard
+    // output); false if the child closed that pipe first.
+    bool WaitFor(const std::string& text, bool inOut = false);
+    // The first line of standard output without its line end; empty if none came.
+    std::string WaitForFirstLine() {
+        return WaitFor("\n", true) ? out.substr(0, out.find('\n')) : "";
+    }
     void Signal(int sig);
     // Reads everything and returns the exit status (128 + signal when killed).
     int Finish();
@@ -48,15 +50,11 @@ class Child {
     std::string err;
 
   private:
-    // One read from whichever pipe has data; false once both are closed (or, with `errOnly`,
-    // once standard error is).
-    bool ReadSome(bool errOnly);
+    // One read from whichever pipe has data; false once both are closed.
+    bool ReadSome();
 
     pid_t pid_ = -1;
-    int out_ = -1;
-    int err_ = -1;
-    bool outClosed_ = false;
-    bool errClosed_ = false;
+    int fds_[2] = {-1, -1};  // standard output, standard error
     bool finished_ = false;
 };
 
@@ -69,5 +67,9 @@ struct Result {
 // Runs `program` to its end.
 Result Run(const std::string& program, const std::vector<std::string>& args,
            const std::string& cwd = "/tmp");
+
+// The type codes of the requests in a transcript of the simulated transmitter (JSON lines), in
+// order, as "506 771 200".
+std::string RequestTypes(const std::string& jsonLines);
 
 }  // namespace tarvo::testing
