@@ -1,6 +1,8 @@
-# The program test runs the corvane-sim binary; the fuzz target needs clang's libFuzzer.
+# The program test runs the corvane-sim binary as a child, as the programs' tests run theirs;
+# the fuzz target needs clang's libFuzzer.
 if(TARGET sim_program_test AND TARGET corvane-sim)
   add_dependencies(sim_program_test corvane-sim)
+  target_sources(sim_program_test PRIVATE ${PROJECT_SOURCE_DIR}/tests/apps/support/child_process.cpp)
   target_compile_definitions(sim_program_test PRIVATE
                              CORVANE_SIM_PATH="$<TARGET_FILE:corvane-sim>")
 endif()

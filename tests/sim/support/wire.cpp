@@ -1,31 +1,25 @@
 #include "sim/support/wire.h"
 
 #include <array>
+#include <chrono>
+
+#include "sim/records.h"
 
 namespace simtest {
-namespace {
-
-std::array<std::uint16_t, 256> MakeTable() {
-    std::array<std::uint16_t, 256> table{};
-    for (unsigned i = 0; i < 256; ++i) {
-        std::uint16_t value = static_cast<std::uint16_t>(i << 8);
-        for (int bit = 0; bit < 8; ++bit) {
-            value =
-                static_cast<std::uint16_t>((value & 0x8000) ? (value << 1) ^ 0x1021 : (value << 1));
-        }
-        table[i] = value;
-    }
-    return table;
-}
-
-bool Leap(int year) {
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-}  // namespace
 
 std::uint16_t TableCrc(const Bytes& bytes) {
-    static const auto table = MakeTable();
+    static const auto table = [] {
+        std::array<std::uint16_t, 256> t{};
+        for (unsigned i = 0; i < 256; ++i) {
+            std::uint16_t value = static_cast<std::uint16_t>(i << 8);
+            for (int bit = 0; bit < 8; ++bit) {
+                value = static_cast<std::uint16_t>((value & 0x8000) ? (value << 1) ^ 0x1021
+                                                                    : (value << 1));
+            }
+            t[i] = value;
+        }
+        return t;
+    }();
     std::uint16_t crc = 0;
     for (const std::uint8_t b : bytes) {
         crc = static_cast<std::uint16_t>((crc << 8) ^ table[((crc >> 8) ^ b) & 0xFF]);
@@ -35,17 +29,9 @@ std::uint16_t TableCrc(const Bytes& bytes) {
 
 Bytes FrameBytes(std::uint8_t header, std::uint8_t number, std::uint16_t type,
                  const Bytes& payload) {
-    Bytes frame{header,
-                number,
-                static_cast<std::uint8_t>(type >> 8),
-                static_cast<std::uint8_t>(type),
-                static_cast<std::uint8_t>(payload.size() >> 8),
-                static_cast<std::uint8_t>(payload.size())};
-    frame.insert(frame.end(), payload.begin(), payload.end());
-    const std::uint16_t crc = TableCrc(frame);
-    frame.push_back(static_cast<std::uint8_t>(crc >> 8));
-    frame.push_back(static_cast<std::uint8_t>(crc));
-    return frame;
+    Bytes frame = Cat(
+        {{header, number}, U16(type), U16(static_cast<std::uint16_t>(payload.size())), payload});
+    return Cat({frame, U16(TableCrc(frame))});
 }
 
 Bytes Text(std::string_view text) {
@@ -57,8 +43,8 @@ Bytes U16(std::uint16_t value) {
 }
 
 Bytes U32(std::uint32_t value) {
-    return {static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
-            static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
+    return Cat(
+        {U16(static_cast<std::uint16_t>(value >> 16)), U16(static_cast<std::uint16_t>(value))});
 }
 
 Bytes SpanOf(long seconds) {
@@ -76,33 +62,35 @@ Bytes Cat(std::initializer_list<Bytes> parts) {
 }
 
 std::string Hex(const Bytes& bytes) {
-    static const char* digits = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t b : bytes) {
-        text += digits[b >> 4];
-        text += digits[b & 15];
+    return tarvo::sim::ToHex(bytes);
+}
+
+std::uint32_t SecondsIn(const Bytes& payload) {
+    return payload.size() < 4 ? 0
+                              : (std::uint32_t{payload[0]} << 24) | (payload[1] << 16) |
+                                    (payload[2] << 8) | payload[3];
+}
+
+Bytes PayloadOf(const Bytes& line, std::uint8_t number, std::uint16_t type) {
+    if (line.empty()) {
+        return kNoReply;
     }
-    return text;
+    if (line.size() >= 8 && line == Reply(number, type, Bytes(line.begin() + 6, line.end() - 2))) {
+        return Bytes(line.begin() + 6, line.end() - 2);
+    }
+    return Text("not the reply: " + Hex(line));
 }
 
 std::int64_t Epoch(int year, int month, int day, int hour, int minute, int second) {
-    static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    std::int64_t days = 0;
-    for (int y = 1970; y < year; ++y) {
-        days += Leap(y) ? 366 : 365;
-    }
-    for (int m = 1; m < month; ++m) {
-        days += kDays[m - 1] + (m == 2 && Leap(year) ? 1 : 0);
-    }
-    days += day - 1;
-    return ((days * 24 + hour) * 60 + minute) * 60 + second;
+    const std::chrono::sys_days date = std::chrono::year_month_day(
+        std::chrono::year(year), std::chrono::month(month), std::chrono::day(day));
+    return date.time_since_epoch().count() * 86400LL + (hour * 60 + minute) * 60 + second;
 }
 
 Bytes Time7(int year, int month, int day, int hour, int minute, int second) {
-    return {static_cast<std::uint8_t>(year >> 8), static_cast<std::uint8_t>(year),
-            static_cast<std::uint8_t>(month),     static_cast<std::uint8_t>(day),
-            static_cast<std::uint8_t>(hour),      static_cast<std::uint8_t>(minute),
-            static_cast<std::uint8_t>(second)};
+    const auto b = [](int v) { return static_cast<std::uint8_t>(v); };
+    return Cat(
+        {U16(static_cast<std::uint16_t>(year)), {b(month), b(day), b(hour), b(minute), b(second)}});
 }
 
 }  // namespace simtest

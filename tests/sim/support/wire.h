@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,31 +25,29 @@ inline Bytes Reply(std::uint8_t number, std::uint16_t type, const Bytes& payload
 }
 
 Bytes Text(std::string_view text);
+inline Bytes U8(std::uint8_t value) {
+    return {value};
+}
 Bytes U16(std::uint16_t value);
 Bytes U32(std::uint32_t value);
 // days, hours, minutes, seconds of a count of seconds
 Bytes SpanOf(long seconds);
 Bytes Cat(std::initializer_list<Bytes> parts);
 std::string Hex(const Bytes& bytes);
+// The seconds the payload of a reply to 35 carries.
+std::uint32_t SecondsIn(const Bytes& payload);
 
-// A reply frame whose packet number is read only when it is compared, so that
-// `EXPECT_EQ(Exchange(...), Expect(...))` holds whichever argument is evaluated first.
-struct ExpectedReply {
-    std::uint16_t type;
-    Bytes payload;
-    const std::uint8_t* number;
-    Bytes Frame() const { return Reply(*number, type, payload); }
-};
-inline bool operator==(const Bytes& line, const ExpectedReply& expected) {
-    return line == expected.Frame();
-}
-inline void PrintTo(const ExpectedReply& expected, std::ostream* os) {
-    *os << Hex(expected.Frame());
-}
+// What `line` answers to request `number` of `type`: the payload when the line holds exactly
+// that reply, byte for byte as built here; kNoReply when it holds nothing; otherwise "not the
+// reply: " and the line in hex.
+Bytes PayloadOf(const Bytes& line, std::uint8_t number, std::uint16_t type);
+inline const Bytes kNoReply = Text("no reply");
 
-// Seconds since 1970 of a civil time, computed the slow obvious way (day by day).
+// Seconds (and milliseconds) since 1970 of a civil time in UTC, and the line's 7-byte form of it.
 std::int64_t Epoch(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
-// The 7-byte time of the line for a civil time.
+inline std::int64_t Ms(int year, int month, int day, int hour, int minute, int second) {
+    return Epoch(year, month, day, hour, minute, second) * 1000;
+}
 Bytes Time7(int year, int month, int day, int hour, int minute, int second);
 
 }  // namespace simtest
