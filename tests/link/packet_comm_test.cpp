@@ -2,82 +2,61 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
-#include "host/clock.h"
-#include "host/report_sinks.h"
-#include "host/serial_ports.h"
 #include "link/support/scripted_peer.h"
-#include "platform/clock.h"
 
 namespace {
 
 using linktest::Bytes;
-using linktest::ScriptedPeer;
+using linktest::Reply;
+using linktest::TextBytes;
 using tarvo::host::Micros;
 
 constexpr Micros kMs = 1000;
 // One byte at 9600 baud, 8N1: ten bit times.
 constexpr double kByteMs = 10.0 * 1000.0 / 9600.0;
 
-class PacketLink : public ::testing::Test {
+class PacketLink : public linktest::PeerTest {
   protected:
-    ~PacketLink() override {
-        peer_.reset();
-        tarvo::host::ClearPortMap();
-    }
-
-    // Maps COM2: to an in-memory line with a scripted peer on its far end.
-    void Attach(bool modelLineSpeed) {
-        line_ = tarvo::host::MapPortToMemory(L"COM2:", modelLineSpeed);
-        peer_ = std::make_unique<ScriptedPeer>(line_);
-    }
-
-    std::unique_ptr<CPacketComm> OpenLink() {
+    // A link open on a fresh line.
+    std::unique_ptr<CPacketComm> Open(bool lineSpeed) {
+        Attach(lineSpeed);
         auto link = std::make_unique<CPacketComm>();
         EXPECT_TRUE(link->OpenLinkPort(L"COM2:"));
         return link;
     }
 
-    tarvo::host::ScopedVirtualClock clock_{TTime(2024, 1, 1, 0, 0, 0)};
-    tarvo::host::LogCapture log_;
-    std::shared_ptr<tarvo::host::SerialPeer> line_;
-    std::unique_ptr<ScriptedPeer> peer_;
+    CPacket reply_;
 };
 
 TEST_F(PacketLink, EmptyRequestGoesOutAsEightBytesAndPayloadFollowsTheLength) {
-    Attach(true);
-    peer_->Otherwise(linktest::Echo());
-    auto link = OpenLink();
+    auto link = Open(true);
+    // A reply of another type code: the link knows no meanings.
+    peer_->Script({Reply(99, {'O', 'K'})});
     EXPECT_EQ(line_->Baud(), 9600u);
-
-    CPacket reply;
-    ASSERT_TRUE(link->Send(CPacket(4), reply, INFINITE));
+    ASSERT_TRUE(link->Send(CPacket(4), reply_, INFINITE));
+    EXPECT_EQ(reply_.GetType(), 99);
+    EXPECT_EQ(reply_.Payload(), (Bytes{'O', 'K'}));
     CPacket message(216);
-    const BYTE text[] = {'A', 'B', 'C'};
-    message.SetBytes(text, 3);
-    ASSERT_TRUE(link->Send(message, reply, INFINITE));
+    message.SetBytes(Bytes{'A', 'B', 'C'});
+    ASSERT_TRUE(link->Send(message, reply_, INFINITE));
 
     const auto requests = peer_->Requests();
     ASSERT_EQ(requests.size(), 2u);
-    const Bytes head = {0xAA, 0x01, 0x00, 0x04, 0x00, 0x00};
-    const WORD crc = linktest::ReferenceCrc(head);
-    EXPECT_EQ(requests[0].raw, (Bytes{0xAA, 0x01, 0x00, 0x04, 0x00, 0x00,
-                                      static_cast<BYTE>(crc >> 8), static_cast<BYTE>(crc)}));
+    EXPECT_EQ(requests[0].raw.size(), 8u);
+    EXPECT_EQ(requests[0].raw, linktest::BuildFrame(0xAA, 1, 4, {}));
     EXPECT_EQ(requests[1].raw, linktest::BuildFrame(0xAA, 2, 216, {'A', 'B', 'C'}));
-    EXPECT_EQ(peer_->StrayBytes(), 0u);
 }
 
 TEST_F(PacketLink, PacketNumbersStartAtOneAndWrapToZeroOnThe256thRequest) {
-    Attach(false);
-    peer_->Otherwise(linktest::Echo());
-    auto link = OpenLink();
+    auto link = Open(false);
+    peer_->Script({Reply(4)});
     EXPECT_EQ(link->GetPacketNumber(), 0);
-    CPacket reply;
     for (int i = 0; i < 257; ++i) {
-        ASSERT_TRUE(link->Send(CPacket(4), reply, INFINITE)) << "request " << i + 1;
+        ASSERT_TRUE(link->Send(CPacket(4), reply_, INFINITE)) << "request " << i + 1;
     }
     const auto requests = peer_->Requests();
     ASSERT_EQ(requests.size(), 257u);
@@ -85,131 +64,56 @@ TEST_F(PacketLink, PacketNumbersStartAtOneAndWrapToZeroOnThe256thRequest) {
     EXPECT_EQ(requests[254].number, 255);
     EXPECT_EQ(requests[255].number, 0);
     EXPECT_EQ(requests[256].number, 1);
-    EXPECT_EQ(link->GetPacketNumber(), 1);
-    EXPECT_EQ(link->GetFailureCount(), 0u);
 }
 
-// How each spoiled reply is refused. Every attempt gets the same spoiled reply, so the Send
-// fails after three attempts under one number.
-struct RefusalRow {
-    const char* legend;
-    linktest::Responder responder;
-    bool accepted;
-    std::string warning;  // the Warning each attempt logs ("" for none)
-    std::string debug;    // a Debug each attempt logs ("" for none)
-};
-
-Bytes Cut(Bytes frame, std::size_t keep) {
-    frame.resize(keep);
-    return frame;
-}
-
+// Every attempt gets the same spoiled reply, so the Send fails after three attempts under one
+// number, each attempt logging the row's report.
 TEST_F(PacketLink, EachSpoiledReplyIsRefusedWithItsOwnReport) {
-    Attach(false);
-    const Bytes ok = linktest::TextBytes("OK");
-    const RefusalRow rows[] = {
-        {"good frame", linktest::Reply(4, ok), true, "", ""},
-        {"good frame of another type code (the link knows no meanings)", linktest::Reply(99, ok),
-         true, "", ""},
-        {"leading garbage before the reply",
-         linktest::Mangled(4, ok,
-                           [](Bytes f, const linktest::Frame&) {
-                               f.insert(f.begin(), {0x13, 0x37});
-                               return f;
-                           }),
-         false,
-         "GetPacket: received header not inverse of one sent. Received = 0x13, expected = 0x55.",
-         ""},
-        {"header 0xAA, not inverted",
-         linktest::Mangled(4, ok,
-                           [](Bytes f, const linktest::Frame&) {
-                               f[0] = 0xAA;
-                               return f;
-                           }),
-         false,
-         "GetPacket: received header not inverse of one sent. Received = 0xAA, expected = 0x55.",
-         ""},
-        {"wrong packet number",
-         linktest::Mangled(4, ok,
-                           [](Bytes f, const linktest::Frame& request) {
-                               f[1] = static_cast<BYTE>(request.number + 1);
-                               return f;
-                           }),
-         false,
+    const std::string header = "GetPacket: received header not inverse of one sent. Received = ";
+    const struct {
+        const char* legend;
+        std::function<void(Bytes&)> mangle;  // of a reply with a 5-byte payload
+        TReportLevel level;
+        std::string report;
+    } rows[] = {
+        {"leading garbage", [](Bytes& f) { f.insert(f.begin(), 2, 0x13); }, TReportLevel::Warning,
+         header + "0x13, expected = 0x55."},
+        {"header 0xAA, not inverted", [](Bytes& f) { f[0] = 0xAA; }, TReportLevel::Warning,
+         header + "0xAA, expected = 0x55."},
+        {"wrong packet number", [](Bytes& f) { ++f[1]; }, TReportLevel::Warning,
          "GetPacket: received packet number not same as one sent. Received = 0x 2, expected = 0x "
-         "1.",
-         ""},
-        {"bad CRC (low byte inverted)",
-         linktest::Mangled(4, ok,
-                           [](Bytes f, const linktest::Frame&) {
-                               f.back() ^= 0xFF;
-                               return f;
-                           }),
-         false, "GetPacket: computed crc = 0x00FF, should be 0.", ""},
-        {"short payload: length 5, three bytes, then silence",
-         linktest::Mangled(4, {1, 2, 3, 4, 5},
-                           [](Bytes f, const linktest::Frame&) { return Cut(f, 6 + 3); }),
-         false,
+         "1."},
+        {"bad CRC (low byte inverted)", [](Bytes& f) { f.back() ^= 0xFF; }, TReportLevel::Warning,
+         "GetPacket: computed crc = 0x00FF, should be 0."},
+        {"short payload: three bytes, then silence", [](Bytes& f) { f.resize(6 + 3); },
+         TReportLevel::Warning,
          "GetPacket: actual bytecount different from reported. Received = 0x   3, expected = 0x   "
-         "5.",
-         ""},
-        {"interrupted frame: silence after the type code",
-         linktest::Mangled(4, ok, [](Bytes f, const linktest::Frame&) { return Cut(f, 4); }), false,
-         "", "GetByte: failed."},
-        {"interrupted frame: silence before the CRC's last byte",
-         linktest::Mangled(4, ok,
-                           [](Bytes f, const linktest::Frame&) { return Cut(f, f.size() - 1); }),
-         false, "", "GetByte: failed."},
+         "5."},
+        {"silence after the type code", [](Bytes& f) { f.resize(4); }, TReportLevel::Debug,
+         "GetByte: failed."},
+        {"silence before the CRC's last byte", [](Bytes& f) { f.pop_back(); }, TReportLevel::Debug,
+         "GetByte: failed."},
     };
-    std::size_t seen = 0;
-    for (const RefusalRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.legend);
         log_.Clear();
-        peer_->Otherwise(row.responder);
-        auto link = OpenLink();
-        CPacket reply;
-        EXPECT_EQ(link->Send(CPacket(4), reply, INFINITE), row.accepted);
-
-        const auto requests = peer_->Requests();
-        const std::size_t attempts = row.accepted ? 1 : 3;
-        ASSERT_EQ(requests.size() - seen, attempts);
-        for (std::size_t i = seen; i < requests.size(); ++i) {
-            EXPECT_EQ(requests[i].number, 1) << "every attempt carries the Send's number";
-        }
-        seen = requests.size();
-        if (row.accepted) {
-            EXPECT_EQ(reply.Payload(), ok);
-            EXPECT_TRUE(log_.Texts(TReportLevel::Warning).empty());
-        } else {
-            EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #1."),
-                      1u);
-            EXPECT_EQ(link->GetFailureCount(), 1u);
-            EXPECT_EQ(log_.Count(TReportLevel::Debug, "Send: retrying #1."), 2u);
-        }
-        if (!row.warning.empty()) {
-            EXPECT_EQ(log_.Count(TReportLevel::Warning, row.warning), attempts);
-            EXPECT_EQ(log_.Texts(TReportLevel::Warning).size(), attempts);
-        } else {
-            EXPECT_TRUE(log_.Texts(TReportLevel::Warning).empty());
-        }
-        if (!row.debug.empty()) {
-            EXPECT_EQ(log_.Count(TReportLevel::Debug, row.debug), attempts);
-        }
+        auto link = Open(false);
+        peer_->Script({Reply(4, {1, 2, 3, 4, 5}, row.mangle)});
+        EXPECT_FALSE(link->Send(CPacket(4), reply_, INFINITE));
+        EXPECT_EQ(peer_->Requests().size(), 3u);
+        EXPECT_EQ(log_.Count(row.level, row.report), 3u);
+        EXPECT_EQ(log_.Texts(TReportLevel::Warning).size(),
+                  row.level == TReportLevel::Warning ? 3u : 0u);
+        EXPECT_EQ(log_.Count(TReportLevel::Debug, "Send: retrying #1."), 2u);
+        EXPECT_EQ(link->GetFailureCount(), 1u);
     }
 }
 
 TEST_F(PacketLink, RetriedRequestKeepsItsNumberAndIsAcceptedAfterTheQuietTime) {
-    Attach(true);
-    peer_->Then(linktest::Mangled(4, {}, [](Bytes f, const linktest::Frame&) {
-        f.back() ^= 0x01;
-        return f;
-    }));
-    peer_->Then(linktest::Reply(4, linktest::TextBytes("fine")));
-    auto link = OpenLink();
-
-    CPacket reply;
-    ASSERT_TRUE(link->Send(CPacket(4), reply, INFINITE));
-    EXPECT_EQ(reply.Payload(), linktest::TextBytes("fine"));
+    auto link = Open(true);
+    peer_->Script({Reply(4, {}, [](Bytes& f) { f.back() ^= 0x01; }), Reply(4, TextBytes("fine"))});
+    ASSERT_TRUE(link->Send(CPacket(4), reply_, INFINITE));
+    EXPECT_EQ(reply_.Payload(), TextBytes("fine"));
     const auto requests = peer_->Requests();
     ASSERT_EQ(requests.size(), 2u);
     EXPECT_EQ(requests[0].number, 1);
@@ -219,104 +123,41 @@ TEST_F(PacketLink, RetriedRequestKeepsItsNumberAndIsAcceptedAfterTheQuietTime) {
     EXPECT_EQ(link->GetFailureCount(), 0u);
     // The spoiled reply is found at the first poll, 100 ms after the request left; the retry
     // then waits out the 110 ms quiet time and takes eight byte times to arrive.
-    const double gapMs = static_cast<double>(requests[1].at - requests[0].at) / kMs;
-    EXPECT_NEAR(gapMs, 100 + 110 + 8 * kByteMs, 0.01);
+    EXPECT_NEAR(static_cast<double>(requests[1].at - requests[0].at) / kMs, 100 + 110 + 8 * kByteMs,
+                0.01);
 }
 
 TEST_F(PacketLink, ReplyArrivingAfterTheReplyWaitIsDiscardedBeforeTheRetry) {
-    Attach(false);
-    peer_->Then([](const linktest::Frame& request) {
-        return linktest::Answer{
-            linktest::BuildFrame(0x55, request.number, 4, linktest::TextBytes("late")), 2050};
-    });
-    peer_->Then(linktest::Reply(4, linktest::TextBytes("fresh")));
-    auto link = OpenLink();
-
+    auto link = Open(false);
+    peer_->Script({Reply(4, TextBytes("late"), {}, 2050), Reply(4, TextBytes("fresh"))});
     const Micros start = tarvo::host::NowMicros();
-    CPacket reply;
-    ASSERT_TRUE(link->Send(CPacket(4), reply, INFINITE));
-    EXPECT_EQ(reply.Payload(), linktest::TextBytes("fresh"));
+    ASSERT_TRUE(link->Send(CPacket(4), reply_, INFINITE));
+    EXPECT_EQ(reply_.Payload(), TextBytes("fresh"));
     EXPECT_EQ(log_.Count(TReportLevel::Debug, "SendOnce: Timed-out waiting for response"), 1u);
-    const auto requests = peer_->Requests();
-    ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(requests[1].at - start, (2000 + 110) * kMs);
+    ASSERT_EQ(peer_->Requests().size(), 2u);
+    EXPECT_EQ(peer_->Requests()[1].at - start, (2000 + 110) * kMs);
 }
-
-struct DeadLineRow {
-    const char* legend;
-    bool modelLineSpeed;
-    double firstSendMs;   // no error pending: the first attempt starts at once
-    double secondSendMs;  // the previous failure left the quiet time to wait first
-};
 
 TEST_F(PacketLink, DeadLineFailsSendAfterThreeAttemptsAndItsWaits) {
-    const DeadLineRow rows[] = {
-        {"no line-speed model", false, 3 * 2000 + 2 * 110, 3 * (110 + 2000)},
-        {"9600 baud line", true, 3 * 2000 + 2 * 110 + 24 * kByteMs,
-         3 * (110 + 2000) + 24 * kByteMs},
-    };
-    for (const DeadLineRow& row : rows) {
-        SCOPED_TRACE(row.legend);
-        log_.Clear();
-        peer_.reset();
-        tarvo::host::ClearPortMap();
-        Attach(row.modelLineSpeed);
-        peer_->Otherwise(linktest::Silence());
-        auto link = OpenLink();
+    auto link = Open(true);
+    peer_->Script({linktest::kSilence});
+    // Three 8-byte requests, each followed by the 2000 ms reply wait, the quiet time between.
+    Micros start = tarvo::host::NowMicros();
+    EXPECT_FALSE(link->Send(CPacket(4), reply_, INFINITE));
+    EXPECT_NEAR(MsSince(start), 3 * 2000 + 2 * 110 + 24 * kByteMs, 0.005);
+    // The failure left the quiet time pending: the next Send waits it out first.
+    start = tarvo::host::NowMicros();
+    EXPECT_FALSE(link->Send(CPacket(5), reply_, INFINITE));
+    EXPECT_NEAR(MsSince(start), 3 * (110 + 2000) + 24 * kByteMs, 0.005);
 
-        CPacket reply;
-        Micros start = tarvo::host::NowMicros();
-        EXPECT_FALSE(link->Send(CPacket(4), reply, INFINITE));
-        EXPECT_NEAR(static_cast<double>(tarvo::host::NowMicros() - start) / kMs, row.firstSendMs,
-                    0.005);
-
-        start = tarvo::host::NowMicros();
-        EXPECT_FALSE(link->Send(CPacket(5), reply, INFINITE));
-        EXPECT_NEAR(static_cast<double>(tarvo::host::NowMicros() - start) / kMs, row.secondSendMs,
-                    0.005);
-
-        const auto requests = peer_->Requests();
-        ASSERT_EQ(requests.size(), 6u);
-        for (int i = 0; i < 6; ++i) {
-            EXPECT_EQ(requests[i].number, i < 3 ? 1 : 2);
-        }
-        EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #1."), 1u);
-        EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #2."), 1u);
-        EXPECT_EQ(log_.Count(TReportLevel::Debug, "SendOnce: Timed-out waiting for response"), 6u);
-        EXPECT_EQ(link->GetFailureCount(), 2u);
-    }
-}
-
-TEST_F(PacketLink, BusySendLockFailsTheCallWithoutUsingANumber) {
-    Attach(false);
-    peer_->Then(3, linktest::Silence());
-    peer_->Otherwise(linktest::Echo());
-    auto link = OpenLink();
-
-    // A first caller holds the send lock for a whole dead-line Send (6220 ms).
-    std::optional<bool> firstResult;
-    TThread first(
-        [&] {
-            CPacket reply;
-            firstResult = link->Send(CPacket(4), reply, INFINITE);
-        },
-        "first sender");
-    Sleep(1000);
-
-    const Micros start = tarvo::host::NowMicros();
-    CPacket reply;
-    EXPECT_FALSE(link->Send(CPacket(5), reply, 1000));
-    EXPECT_EQ(tarvo::host::NowMicros() - start, 1000 * kMs);
-    EXPECT_EQ(link->GetPacketNumber(), 1);
-
-    ASSERT_TRUE(first.Join());
-    EXPECT_EQ(firstResult, false);
-    EXPECT_TRUE(link->Send(CPacket(6), reply, INFINITE));
     const auto requests = peer_->Requests();
-    ASSERT_EQ(requests.size(), 4u);
+    ASSERT_EQ(requests.size(), 6u);
+    EXPECT_EQ(requests[2].number, 1) << "all three attempts under one number";
     EXPECT_EQ(requests[3].number, 2);
-    EXPECT_EQ(requests[3].type, 6) << "the refused call never reached the line";
-    EXPECT_EQ(link->GetFailureCount(), 1u);
+    EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #1."), 1u);
+    EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #2."), 1u);
+    EXPECT_EQ(log_.Count(TReportLevel::Debug, "SendOnce: Timed-out waiting for response"), 6u);
+    EXPECT_EQ(link->GetFailureCount(), 2u);
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
-// A stand-in transmitter for link tests: a platform thread on the far end of an in-memory serial
-// line that parses request frames and answers each one as the test scripted it. Written from
-// the frame layout alone (its own bitwise CRC, its own parser), sharing nothing with link/, so
-// that a mistake there cannot hide by being symmetric. Header-only so that every test area can
-// use it.
+// A stand-in transmitter for link tests, and their fixture: a platform thread on the far end of an
+// in-memory serial line that parses request frames and answers each one as the test scripted it.
+// Written from the frame layout alone (its own bitwise CRC, its own parser), sharing nothing with
+// link/, so that a mistake there cannot hide by being symmetric. Header-only so that the core tests
+// can use it too.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "host/clock.h"
+#include "host/report_sinks.h"
 #include "host/serial_ports.h"
 #include "platform/clock.h"
 #include "platform/sync.h"
@@ -27,33 +29,24 @@ using Bytes = std::vector<BYTE>;
 
 // CRC-16 with polynomial 0x1021, register from 0, bit by bit, no augmentation: the plain
 // definition the link's table-driven augmented form must agree with.
-inline WORD ReferenceCrc(const BYTE* data, std::size_t count) {
+inline WORD ReferenceCrc(const Bytes& data) {
     WORD crc = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        crc ^= static_cast<WORD>(data[i] << 8);
+    for (const BYTE byte : data) {
+        crc ^= static_cast<WORD>(byte << 8);
         for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 0x8000) ? static_cast<WORD>((crc << 1) ^ 0x1021)
-                                 : static_cast<WORD>(crc << 1);
+            crc = static_cast<WORD>((crc & 0x8000) ? (crc << 1) ^ 0x1021 : crc << 1);
         }
     }
     return crc;
 }
-inline WORD ReferenceCrc(const Bytes& data) {
-    return ReferenceCrc(data.data(), data.size());
-}
 
 // A whole frame: header, number, type, length, payload, CRC (high byte first).
 inline Bytes BuildFrame(BYTE header, BYTE number, WORD type, const Bytes& payload) {
-    Bytes frame = {header,
-                   number,
-                   static_cast<BYTE>(type >> 8),
-                   static_cast<BYTE>(type),
-                   static_cast<BYTE>(payload.size() >> 8),
-                   static_cast<BYTE>(payload.size())};
+    const std::size_t size = payload.size();
+    Bytes frame = {header, number, BYTE(type >> 8), BYTE(type), BYTE(size >> 8), BYTE(size)};
     frame.insert(frame.end(), payload.begin(), payload.end());
     const WORD crc = ReferenceCrc(frame);
-    frame.push_back(static_cast<BYTE>(crc >> 8));
-    frame.push_back(static_cast<BYTE>(crc));
+    frame.insert(frame.end(), {BYTE(crc >> 8), BYTE(crc)});
     return frame;
 }
 
@@ -63,99 +56,65 @@ inline Bytes TextBytes(const std::string& text) {
 
 // A request as the peer saw it.
 struct Frame {
-    Bytes raw;  // every byte of the frame as it came
+    Bytes raw;  // every byte since the previous frame, so that stray bytes show
     BYTE number = 0;
     WORD type = 0;
     Bytes payload;
-    bool crcGood = false;
     tarvo::host::Micros at = 0;  // clock time when its last byte had arrived
 };
 
-// What the peer sends back for one request, after an optional pause of clock time.
+// What the peer sends back for one request (nothing: stay silent), after a pause of clock time.
 struct Answer {
-    Bytes bytes;  // nothing: stay silent
+    Bytes bytes;
     DWORD delayMs = 0;
 };
 using Responder = std::function<Answer(const Frame&)>;
 
-// A proper reply: inverted header, the request's number, `type`, `payload`.
-inline Responder Reply(WORD type, Bytes payload = {}) {
-    return [type, payload](const Frame& request) {
-        return Answer{BuildFrame(0x55, request.number, type, payload)};
+// A proper reply (inverted header, the request's number, `type`, `payload`), spoiled by
+// `mangle` when one is given, sent `delayMs` after the request.
+inline Responder Reply(WORD type, Bytes payload = {}, std::function<void(Bytes&)> mangle = {},
+                       DWORD delayMs = 0) {
+    return [=](const Frame& request) {
+        Bytes frame = BuildFrame(0x55, request.number, type, payload);
+        if (mangle) {
+            mangle(frame);
+        }
+        return Answer{frame, delayMs};
     };
 }
-// A proper reply echoing the request's type with an empty payload.
-inline Responder Echo() {
-    return [](const Frame& request) {
-        return Answer{BuildFrame(0x55, request.number, request.type, {})};
-    };
-}
-inline Responder Silence() {
-    return [](const Frame&) { return Answer{}; };
-}
-// A reply that a test spoils: `mangle` gets the proper reply to the request and returns the
-// bytes to send.
-inline Responder Mangled(WORD type, Bytes payload,
-                         std::function<Bytes(Bytes, const Frame&)> mangle) {
-    return [type, payload, mangle](const Frame& request) {
-        return Answer{mangle(BuildFrame(0x55, request.number, type, payload), request)};
-    };
-}
+inline const Responder kSilence;
 
 class ScriptedPeer {
   public:
     explicit ScriptedPeer(std::shared_ptr<tarvo::host::SerialPeer> line)
         : line_(std::move(line)), thread_([this] { Run(); }, "scripted peer") {}
+    ~ScriptedPeer() {
+        stopping_ = true;
+        line_->Wake();
+        thread_.Join();
+    }
 
-    ~ScriptedPeer() { Stop(); }
-
-    ScriptedPeer(const ScriptedPeer&) = delete;
-    ScriptedPeer& operator=(const ScriptedPeer&) = delete;
-
-    // The next request not yet answered gets `responder`; once the script is used up, requests
-    // get the fallback.
-    void Then(Responder responder) {
+    // Request n (from 1) gets script[n - 1], or the script's last entry once it is used up;
+    // kSilence leaves a request unanswered.
+    void Script(std::vector<Responder> script) {
         std::lock_guard lock(mutex_);
-        script_.push_back(std::move(responder));
+        script_ = std::move(script);
     }
-    void Then(int times, const Responder& responder) {
-        for (int i = 0; i < times; ++i) {
-            Then(responder);
-        }
-    }
-    void Otherwise(Responder responder) {
-        std::lock_guard lock(mutex_);
-        fallback_ = std::move(responder);
-    }
-
     std::vector<Frame> Requests() const {
         std::lock_guard lock(mutex_);
         return requests_;
-    }
-    // Bytes that came before a frame header and belonged to no frame.
-    std::size_t StrayBytes() const {
-        std::lock_guard lock(mutex_);
-        return stray_;
-    }
-
-    void Stop() {
-        if (!stopping_.exchange(true)) {
-            line_->Wake();
-            thread_.Join();
-        }
     }
 
   private:
     void Run() {
         BYTE chunk[512];
+        Bytes buffer;
+        Frame frame;
         while (!stopping_.load()) {
             const std::size_t n = line_->Read(chunk, sizeof chunk, INFINITE);
-            if (stopping_.load()) {
-                break;
-            }
-            buffer_.insert(buffer_.end(), chunk, chunk + n);
-            while (auto frame = TakeFrame()) {
-                Answer answer = Record(*frame);
+            buffer.insert(buffer.end(), chunk, chunk + n);
+            while (!stopping_.load() && TakeFrame(buffer, frame)) {
+                const Answer answer = Respond(frame);
                 if (answer.delayMs > 0) {
                     Sleep(answer.delayMs);
                 }
@@ -166,49 +125,37 @@ class ScriptedPeer {
         }
     }
 
-    // The first complete frame in the buffer, bytes before its header dropped.
-    std::unique_ptr<Frame> TakeFrame() {
-        std::size_t start = 0;
-        while (start < buffer_.size() && buffer_[start] != 0xAA) {
-            ++start;
+    // Takes the first complete frame, with any bytes before its header, off `buffer`.
+    static bool TakeFrame(Bytes& buffer, Frame& frame) {
+        const auto start = static_cast<std::size_t>(
+            std::find(buffer.begin(), buffer.end(), BYTE{0xAA}) - buffer.begin());
+        if (buffer.size() < start + 6) {
+            return false;
         }
-        if (start > 0) {
-            std::lock_guard lock(mutex_);
-            stray_ += start;
-            buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(start));
+        const std::size_t end =
+            start + 8 + ((std::size_t{buffer[start + 4]} << 8) | buffer[start + 5]);
+        if (buffer.size() < end) {
+            return false;
         }
-        if (buffer_.size() < 6) {
-            return nullptr;
-        }
-        const std::size_t length = (std::size_t{buffer_[4]} << 8) | buffer_[5];
-        if (buffer_.size() < 8 + length) {
-            return nullptr;
-        }
-        auto frame = std::make_unique<Frame>();
-        frame->raw.assign(buffer_.begin(),
-                          buffer_.begin() + static_cast<std::ptrdiff_t>(8 + length));
-        buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(8 + length));
-        frame->number = frame->raw[1];
-        frame->type = static_cast<WORD>((frame->raw[2] << 8) | frame->raw[3]);
-        frame->payload.assign(frame->raw.begin() + 6,
-                              frame->raw.begin() + static_cast<std::ptrdiff_t>(6 + length));
-        const WORD crc = ReferenceCrc(frame->raw.data(), 6 + length);
-        frame->crcGood =
-            frame->raw[6 + length] == (crc >> 8) && frame->raw[7 + length] == (crc & 0xFF);
-        frame->at = tarvo::host::NowMicros();
-        return frame;
+        const auto at = [&](std::size_t i) {
+            return buffer.begin() + static_cast<std::ptrdiff_t>(i);
+        };
+        frame.raw.assign(buffer.begin(), at(end));
+        frame.number = buffer[start + 1];
+        frame.type = static_cast<WORD>((buffer[start + 2] << 8) | buffer[start + 3]);
+        frame.payload.assign(at(start + 6), at(end - 2));
+        buffer.erase(buffer.begin(), at(end));
+        frame.at = tarvo::host::NowMicros();
+        return true;
     }
 
-    Answer Record(const Frame& frame) {
+    Answer Respond(const Frame& frame) {
         Responder responder;
         {
             std::lock_guard lock(mutex_);
             requests_.push_back(frame);
             if (!script_.empty()) {
-                responder = std::move(script_.front());
-                script_.pop_front();
-            } else {
-                responder = fallback_;
+                responder = script_[std::min(requests_.size(), script_.size()) - 1];
             }
         }
         return responder ? responder(frame) : Answer{};
@@ -216,13 +163,34 @@ class ScriptedPeer {
 
     std::shared_ptr<tarvo::host::SerialPeer> line_;
     mutable std::mutex mutex_;
-    std::deque<Responder> script_;
-    Responder fallback_;
+    std::vector<Responder> script_;
     std::vector<Frame> requests_;
-    std::size_t stray_ = 0;
-    Bytes buffer_;
     std::atomic<bool> stopping_{false};
     TThread thread_;  // last: it starts running at construction
+};
+
+// A virtual clock, a log capture and COM2: mapped to an in-memory line with a scripted peer on
+// its far end; the port map is cleared after.
+class PeerTest : public ::testing::Test {
+  protected:
+    ~PeerTest() override {
+        peer_.reset();
+        tarvo::host::ClearPortMap();
+    }
+    // A fresh line on COM2:, at 9600 baud in clock time when `lineSpeed`.
+    void Attach(bool lineSpeed) {
+        peer_.reset();
+        line_ = tarvo::host::MapPortToMemory(L"COM2:", lineSpeed);
+        peer_ = std::make_unique<ScriptedPeer>(line_);
+    }
+    static double MsSince(tarvo::host::Micros start) {
+        return static_cast<double>(tarvo::host::NowMicros() - start) / 1000.0;
+    }
+
+    tarvo::host::ScopedVirtualClock clock_{TTime(2024, 6, 1, 12, 0, 0)};
+    tarvo::host::LogCapture log_;
+    std::shared_ptr<tarvo::host::SerialPeer> line_ = tarvo::host::MapPortToMemory(L"COM2:", false);
+    std::unique_ptr<ScriptedPeer> peer_ = std::make_unique<ScriptedPeer>(line_);
 };
 
 }  // namespace linktest
