@@ -19,15 +19,23 @@ namespace {
 namespace fs = std::filesystem;
 using tarvo::runner::ParseDuration;
 using tarvo::testing::Child;
-using tarvo::testing::Result;
 using tarvo::testing::TempDir;
 using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+// Runs `program` to its end.
 Result Tarvo(const std::vector<std::string>& args, const std::string& cwd = "/tmp",
              const std::string& program = TARVO_PROGRAM) {
-    return tarvo::testing::Run(program, args, cwd);
+    Child child(program, args, cwd);
+    const int status = child.Finish();
+    return {status, child.out, child.err};
 }
 
 TEST(RunnerOptions, DurationsTakeAUnitAndAddUp) {

@@ -8,6 +8,7 @@
 #include "sim/crc16.h"
 #include "sim/frame.h"
 #include "sim/frame_reader.h"
+#include "sim/records.h"
 #include "sim/support/wire.h"
 
 using namespace tarvo::sim;
@@ -22,11 +23,11 @@ std::string Found(const std::vector<ReaderEvent>& events) {
     for (const ReaderEvent& e : events) {
         if (e.kind == ReaderEvent::Kind::Frame) {
             frames += std::to_string(e.frame.number) + "/" + std::to_string(e.frame.type) + ":" +
-                      Hex(e.frame.payload) + " ";
+                      ToHex(e.frame.payload) + " ";
         } else if (e.kind == ReaderEvent::Kind::BadCrc) {
             bad += "bad ";
         } else {
-            noise += Hex(e.noise);
+            noise += ToHex(e.noise);
         }
     }
     return frames + bad + "noise " + noise;

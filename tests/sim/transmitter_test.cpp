@@ -11,7 +11,6 @@ using namespace simtest;
 namespace {
 
 // 2024-03-01 12:00:00 as the line carries it.
-const Bytes kNow7 = Time7(2024, 3, 1, 12, 0, 0);
 const Bytes kUnknown = Text("Unknown command");
 const std::uint32_t kNowSeconds = static_cast<std::uint32_t>(Epoch(2024, 3, 1, 12, 0, 0));
 
@@ -32,7 +31,7 @@ struct Row {
 
 TEST_F(DeviceTest, AnswersEachKindOfCommandByteForByteAndKeepsSettingsFromChangeWhileRunning) {
     const Row rows[] = {
-        {"current time is the device's 7-byte time", 31, {}, kNow7},
+        {"current time is the device's 7-byte time", 31, {}, Time7(2024, 3, 1, 12, 0, 0)},
         {"clock is seconds since 1970, valid, unused byte", 35, {}, Clock(kNowSeconds)},
         {"window close is zero without a schedule", 219, {}, Bytes(7, 0)},
         {"a setting is accepted with one byte 1", 37, U16(0xFFFB), {1}},
@@ -213,12 +212,12 @@ TEST_F(DeviceTest, EachFaultDoesWhatItSays) {
     for (const auto& row : rows) {
         Make();
         device_->InjectFault(row.fault);
-        EXPECT_EQ(Hex(Send(Request(++number_, row.type, row.payload), 2'000)), Hex(row.line))
+        EXPECT_EQ(ToHex(Send(Request(++number_, row.type, row.payload), 2'000)), ToHex(row.line))
             << row.legend;
         EXPECT_EQ(device_->Faults().Size(), 0u) << row.legend << ": spent after one request";
         line_.clear();
         Advance(5'000);  // a slow reply arrives whole, just late
-        EXPECT_EQ(Hex(line_), row.fault.kind == F::SlowReply ? Hex(reply(35, clock)) : "")
+        EXPECT_EQ(ToHex(line_), row.fault.kind == F::SlowReply ? ToHex(reply(35, clock)) : "")
             << row.legend;
         EXPECT_EQ(Ask(771), Bytes{1}) << row.legend << ": the next is answered";
         EXPECT_FALSE(device_->MasterRunning()) << row.legend;

@@ -108,13 +108,6 @@ bool Child::ReadSome() {
     return true;
 }
 
-Result Run(const std::string& program, const std::vector<std::string>& args,
-           const std::string& cwd) {
-    Child child(program, args, cwd);
-    const int status = child.Finish();
-    return {status, child.out, child.err};
-}
-
 std::string RequestTypes(const std::string& jsonLines) {
     std::string types;
     std::istringstream lines(jsonLines);

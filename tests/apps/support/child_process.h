@@ -58,16 +58,6 @@ class Child {
     bool finished_ = false;
 };
 
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-// Runs `program` to its end.
-Result Run(const std::string& program, const std::vector<std::string>& args,
-           const std::string& cwd = "/tmp");
-
 // The type codes of the requests in a transcript of the simulated transmitter (JSON lines), in
 // order, as "506 771 200".
 std::string RequestTypes(const std::string& jsonLines);

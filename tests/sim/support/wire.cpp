@@ -61,10 +61,6 @@ Bytes Cat(std::initializer_list<Bytes> parts) {
     return all;
 }
 
-std::string Hex(const Bytes& bytes) {
-    return tarvo::sim::ToHex(bytes);
-}
-
 std::uint32_t SecondsIn(const Bytes& payload) {
     return payload.size() < 4 ? 0
                               : (std::uint32_t{payload[0]} << 24) | (payload[1] << 16) |
@@ -78,7 +74,7 @@ Bytes PayloadOf(const Bytes& line, std::uint8_t number, std::uint16_t type) {
     if (line.size() >= 8 && line == Reply(number, type, Bytes(line.begin() + 6, line.end() - 2))) {
         return Bytes(line.begin() + 6, line.end() - 2);
     }
-    return Text("not the reply: " + Hex(line));
+    return Text("not the reply: " + tarvo::sim::ToHex(line));
 }
 
 std::int64_t Epoch(int year, int month, int day, int hour, int minute, int second) {

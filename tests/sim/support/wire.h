@@ -33,7 +33,6 @@ Bytes U32(std::uint32_t value);
 // days, hours, minutes, seconds of a count of seconds
 Bytes SpanOf(long seconds);
 Bytes Cat(std::initializer_list<Bytes> parts);
-std::string Hex(const Bytes& bytes);
 // The seconds the payload of a reply to 35 carries.
 std::uint32_t SecondsIn(const Bytes& payload);
 
