@@ -34,6 +34,13 @@ if(TARGET tarvo_app)
   # A real-time run takes its --for of real time by design (the point is the real port), hence
   # the label, so that a quick pass can leave it out with `ctest -LE realtime`. (One label only:
   # a list would not survive being passed on as test properties.)
+  add_test(NAME apps_SameSimulatedDayRunTwiceGivesTheSameTranscriptLogAndSummary
+           COMMAND ${CMAKE_COMMAND} -DTARVO=$<TARGET_FILE:tarvo_app>
+                   -DSETUP=${PROJECT_SOURCE_DIR}/examples/river-gauge.xml
+                   -DWORK=${CMAKE_BINARY_DIR}/tests/same-day-twice
+                   -P ${CMAKE_CURRENT_LIST_DIR}/same_day_twice.cmake)
+  set_tests_properties(apps_SameSimulatedDayRunTwiceGivesTheSameTranscriptLogAndSummary
+                       PROPERTIES LABELS apps)
   tarvo_app_test(tarvo_realtime_test)
   gtest_discover_tests(apps_tarvo_realtime_test DISCOVERY_TIMEOUT 60
                        PROPERTIES LABELS realtime TIMEOUT 300)
