@@ -177,12 +177,12 @@ std::string HostEngine::SetupDirectory() const {
     return DirectoryOf(setupPath_);
 }
 
-bool HostEngine::BuildGraph(const GraphSpec& spec, const std::string& fileName, Graph& graph,
-                            std::string& error) {
+bool HostEngine::BuildGraph(const GraphDescription& description, const std::string& fileName,
+                            Graph& graph, std::string& error) {
     auto types = GetBlockTypes();
     std::map<std::wstring, int> byName;
     std::vector<int> lines;
-    for (const auto& b : spec.blocks) {
+    for (const auto& b : description.blocks) {
         const BlockType* type = nullptr;
         for (const auto& t : types) {
             if (t.name == b.type) {
@@ -240,7 +240,7 @@ bool HostEngine::BuildGraph(const GraphSpec& spec, const std::string& fileName, 
     std::vector<std::array<int, MODULE_DATA_COUNT>> inputLine(n);
     for (auto& l : inputLine)
         l.fill(0);
-    for (const auto& c : spec.connections) {
+    for (const auto& c : description.connections) {
         auto from = byName.find(c.from);
         auto to = byName.find(c.to);
         if (from == byName.end() || to == byName.end()) {
@@ -313,8 +313,8 @@ bool HostEngine::BuildGraph(const GraphSpec& spec, const std::string& fileName, 
     return true;
 }
 
-GraphSpec HostEngine::DescribeGraph() const {
-    GraphSpec spec;
+GraphDescription HostEngine::DescribeGraph() const {
+    GraphDescription description;
     for (const auto& b : graph_.blocks) {
         BlockSpec block;
         block.type = b->GetModuleName();
@@ -326,10 +326,10 @@ GraphSpec HostEngine::DescribeGraph() const {
                 p->GetType() == TPropertyType::TextArray ? JoinArray(p->GetTexts()) : p->GetText();
             block.settings.push_back({p->GetName(), value, 0});
         }
-        spec.blocks.push_back(std::move(block));
+        description.blocks.push_back(std::move(block));
     }
-    spec.connections = graph_.connections;
-    return spec;
+    description.connections = graph_.connections;
+    return description;
 }
 
 void HostEngine::ClearGraph() {
@@ -367,20 +367,20 @@ bool HostEngine::Adopt(SetupFile file, const std::string& path, const std::strin
         error = name + ": cannot load a setup while recording";
         return false;
     }
-    GraphSpec spec;
+    GraphDescription description;
     if (file.HasSection(L"Blocks")) {
         auto reader = file.ReadSection(L"Blocks");
         if (!reader) {
             error = Where(name, file.SectionLine(L"Blocks")) + "cannot read <Blocks>";
             return false;
         }
-        if (!ParseBlocksSection(*reader, name, spec, error))
+        if (!ParseBlocksSection(*reader, name, description, error))
             return false;
     }
     // Blocks made now resolve their file names against the folder of the setup being loaded.
     buildDirectory_ = DirectoryOf(path);
     Graph graph;
-    if (!BuildGraph(spec, name, graph, error))
+    if (!BuildGraph(description, name, graph, error))
         return false;
 
     TSingleLock lock(setupLock_, true);

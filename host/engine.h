@@ -101,9 +101,9 @@ class HostEngine : public CEngine {
     bool Adopt(SetupFile file, const std::string& path, const std::string& name,
                std::string& error);
     bool BuildSetupLocked(SetupFile& file, std::string& error);
-    bool BuildGraph(const GraphSpec& spec, const std::string& fileName, Graph& graph,
+    bool BuildGraph(const GraphDescription& description, const std::string& fileName, Graph& graph,
                     std::string& error);
-    GraphSpec DescribeGraph() const;
+    GraphDescription DescribeGraph() const;
     void ClearGraph();
     void ProcessingLoop();
     static std::string DirectoryOf(const std::string& path);

@@ -46,7 +46,7 @@ class Parser {
   public:
     Parser(CXMLSetup& reader, const std::string& fileName) : reader_(reader), file_(fileName) {}
 
-    bool Parse(GraphSpec& graph, std::string& error) {
+    bool Parse(GraphDescription& graph, std::string& error) {
         CXMLToken token;
         while (reader_.ReadNextToken(token)) {
             switch (token.GetType()) {
@@ -148,7 +148,7 @@ class Parser {
         return Fail(element.line, "<" + ToUtf8(element.name) + "> is not closed", error);
     }
 
-    bool TakeBlock(const Element& element, GraphSpec& graph, std::string& error) {
+    bool TakeBlock(const Element& element, GraphDescription& graph, std::string& error) {
         BlockSpec block;
         block.line = element.line;
         bool haveType = false;
@@ -192,7 +192,7 @@ class Parser {
         return true;
     }
 
-    bool TakeConnection(const Element& element, GraphSpec& graph, std::string& error) {
+    bool TakeConnection(const Element& element, GraphDescription& graph, std::string& error) {
         ConnectionSpec c;
         c.line = element.line;
         for (const auto& a : element.attributes) {
@@ -230,9 +230,9 @@ std::wstring AttributeText(const std::wstring& name, const std::wstring& value) 
 
 }  // namespace
 
-bool ParseBlocksSection(CXMLSetup& reader, const std::string& fileName, GraphSpec& graph,
+bool ParseBlocksSection(CXMLSetup& reader, const std::string& fileName, GraphDescription& graph,
                         std::string& error) {
-    GraphSpec parsed;
+    GraphDescription parsed;
     Parser parser(reader, fileName);
     if (!parser.Parse(parsed, error))
         return false;
@@ -240,7 +240,7 @@ bool ParseBlocksSection(CXMLSetup& reader, const std::string& fileName, GraphSpe
     return true;
 }
 
-std::string WriteBlocksSection(const GraphSpec& graph) {
+std::string WriteBlocksSection(const GraphDescription& graph) {
     SetupTextWriter writer;
     writer.WriteStartTag(L"<Blocks>");
     for (const auto& block : graph.blocks) {

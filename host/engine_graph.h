@@ -30,18 +30,18 @@ struct ConnectionSpec {
     int line = 0;
 };
 
-struct GraphSpec {
+struct GraphDescription {
     std::vector<BlockSpec> blocks;
     std::vector<ConnectionSpec> connections;
 };
 
 // Reads a <Blocks> section from a reader positioned after its start tag. On failure returns
 // false with `error` as "FILE:LINE: what was expected".
-bool ParseBlocksSection(CXMLSetup& reader, const std::string& fileName, GraphSpec& graph,
+bool ParseBlocksSection(CXMLSetup& reader, const std::string& fileName, GraphDescription& graph,
                         std::string& error);
 
 // Writes a graph as the text of a <Blocks> element (for SetupFile::SetSection).
-std::string WriteBlocksSection(const GraphSpec& graph);
+std::string WriteBlocksSection(const GraphDescription& graph);
 
 // Array properties are one attribute: entries joined with ',', where a ',' or '\' inside an
 // entry is written with a '\' before it.

@@ -287,7 +287,7 @@ const char* HelpText() {
 Usage:
   tarvo run SETUP [--for DURATION] [--serial NAME=PATH]... [--realtime]
                   [--start TIME] [--plugin PATH]... [--log FILE] [--level LEVEL]
-                  [--no-sim] [--transcript FILE] [--sim-fault SPEC]...
+                  [--no-sim] [--transcript FILE] [--sim-fault FAULT]...
                   [--sim-clock-offset SECONDS] [--set-machine-clock]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
@@ -330,7 +330,7 @@ The simulated transmitter:
                      in.
   --transcript FILE  Write every request, reply, noise run, device event and downlink entry of
                      the simulator to FILE, one JSON line each (see docs/simulator.md).
-  --sim-fault SPEC   Make the simulator commit a fault; repeatable. SPEC is
+  --sim-fault FAULT  Make the simulator commit a fault; repeatable. FAULT is
                      KIND[,code=N][,count=N|all][,delay=MS][,text=TEXT] with KIND one of
                      silence, corrupt-crc, wrong-number, plain-header, short-payload, refuse,
                      master-refusal, unknown-command, invalid-time, slow-reply (as corvane-sim's

@@ -59,7 +59,7 @@ TEST(Runner, HelpIsCompleteAndTrue) {
     std::istringstream items(
         "tarvo run SETUP|--for DURATION|--serial NAME=PATH|--realtime|--start TIME|--plugin PATH|"
         "--log FILE|--level LEVEL|tarvo blocks|90s, 15m, 24h, 30d|Ctrl-C|130|--no-sim|"
-        "--transcript FILE|--sim-fault SPEC|--sim-clock-offset SECONDS|--set-machine-clock|"
+        "--transcript FILE|--sim-fault FAULT|--sim-clock-offset SECONDS|--set-machine-clock|"
         "0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad CRC)|downlink log:|(ignored)");
     for (std::string item; std::getline(items, item, '|');) {
         EXPECT_THAT(r.out, HasSubstr(item));
