@@ -57,10 +57,10 @@ bool CCorvane::ReadSetup(CXMLSetup& setup) {
 bool CCorvane::WriteSetup(CXMLSetup& setup) {
     setup.WriteStartTag(L"<Corvane>");
     setup.WriteStartTag(L"<Common");
-    setup.WriteText(corvane::AttributeText(L"Port", std::to_wstring(Port)));
+    setup.WriteText(corvane::AttributeText(L"Port", Port));
     setup.WriteText(corvane::AttributeText(L"SatID", SatID));
-    setup.WriteText(corvane::AttributeText(L"InitCorvane", InitCorvane ? L"1" : L"0"));
-    setup.WriteText(corvane::AttributeText(L"LTO", std::to_wstring(LTO)));
+    setup.WriteText(corvane::AttributeText(L"InitCorvane", InitCorvane ? 1 : 0));
+    setup.WriteText(corvane::AttributeText(L"LTO", LTO));
     setup.WriteEndTag(L"/>");
     selfTimedMsgr_.WriteSetup(setup);
     randomMsgr_.WriteSetup(setup);
@@ -81,5 +81,8 @@ bool CCorvane::InitSetup() {
     SatID = L"00000000";
     LTO = 0;
     InitCorvane = true;
-    return selfTimedMsgr_.InitSetup() && randomMsgr_.InitSetup();
+    // Both messengers are reset whatever the first one answers.
+    const bool selfTimedOk = selfTimedMsgr_.InitSetup();
+    const bool randomOk = randomMsgr_.InitSetup();
+    return selfTimedOk && randomOk;
 }

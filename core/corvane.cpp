@@ -48,6 +48,15 @@ corvane::CommandResult CCorvane::SendCommand(const CPacket& request, CPacket& re
     return corvane::JudgeReply(linkOk, reply, checked);
 }
 
+bool CCorvane::SendAll(const std::vector<CPacket>& requests) {
+    for (const CPacket& request : requests) {
+        if (SendCommand(request, false) != corvane::CommandResult::Accepted) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool CCorvane::LoadMessage(const std::wstring& text, bool selfTimed, bool waitDeadTime) {
     CPacket request;
     if (!corvane::MakeMessageRequest(text, selfTimed, request)) {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 #include "link/commands.h"
 #include "link/packet.h"
@@ -66,6 +67,9 @@ class CCorvane : public CPacketComm {
                                        bool waitDeadTime = false);
     corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, bool checked,
                                        bool waitDeadTime = false);
+    // Parameter writes in order, each an unchecked exchange; false at the first without a valid
+    // reply (the rest are not sent).
+    bool SendAll(const std::vector<CPacket>& requests);
     // Loads a formatted message into the self-timed (216) or random (312) transmit buffer as
     // single-byte text. Judged by link success.
     bool LoadMessage(const std::wstring& text, bool selfTimed, bool waitDeadTime);

@@ -51,6 +51,18 @@ CPacket MakeBoolRequest(WORD type, bool value) {
     return request;
 }
 
+CPacket MakeByteRequest(WORD type, BYTE value) {
+    CPacket request(type);
+    request.SetByte(value);
+    return request;
+}
+
+CPacket MakeWordRequest(WORD type, int value) {
+    CPacket request(type);
+    request.SetWord(static_cast<WORD>(value));
+    return request;
+}
+
 bool MakeMessageRequest(const std::wstring& text, bool selfTimed, CPacket& request) {
     request = CPacket(selfTimed ? cmd::kStLoadBuffer : cmd::kRtLoadBuffer);
     return request.SetBytes(ToSingleByte(text));

@@ -22,6 +22,9 @@ DWORD SatIdValue(const std::wstring& satId);
 CPacket MakeSatIdRequest(const std::wstring& satId);  // 40, dword
 CPacket MakeLocalOffsetRequest(int localTimeOffset);  // 37, word: low 16 bits
 CPacket MakeBoolRequest(WORD type, bool value);
+CPacket MakeByteRequest(WORD type, BYTE value);
+// The low 16 bits of `value`.
+CPacket MakeWordRequest(WORD type, int value);
 // The message as single-byte text, the whole payload, no terminator: 216 (self-timed) or 312
 // (random). False when the text is longer than a packet carries.
 bool MakeMessageRequest(const std::wstring& text, bool selfTimed, CPacket& request);

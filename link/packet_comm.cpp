@@ -37,8 +37,8 @@ bool CPacketComm::OpenLinkPort(const std::wstring& name) {
         port_.Close();
     }
     port_.SetPortName(name);
-    // 9600 baud, 8 data bits, no parity; the last two arguments are the ones the transmitter's
-    // cable has always been driven with.
+    // 9600 baud, 8 data bits, no parity, no flow control, one stop bit: the transmitter's
+    // serial settings.
     if (!port_.SetConfiguration(9600, 8, 0, 0, 1)) {
         return false;
     }

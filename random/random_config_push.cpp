@@ -16,12 +16,6 @@ static_assert(kRandomTypes[7].code == kSelfTimedTypes[11].code);
 static_assert(kRandomTypes[8].code == kSelfTimedTypes[12].code);
 static_assert(kRandomTypes[9].code == kSelfTimedTypes[13].code);
 
-CPacket WordRequest(WORD type, int value) {
-    CPacket request(type);
-    request.SetWord(static_cast<WORD>(value));
-    return request;
-}
-
 }  // namespace
 
 WORD RandomTypeCode(int type) {
@@ -33,16 +27,14 @@ WORD RandomTypeCode(int type) {
 
 std::vector<CPacket> RandomConfigRequests(const RandomSettings& s) {
     std::vector<CPacket> requests;
-    requests.push_back(WordRequest(cmd::kRtChannel, s.Channel));
-    requests.push_back(WordRequest(cmd::kRtType, RandomTypeCode(s.Type)));
+    requests.push_back(MakeWordRequest(cmd::kRtChannel, s.Channel));
+    requests.push_back(MakeWordRequest(cmd::kRtType, RandomTypeCode(s.Type)));
     requests.push_back(MakeBoolRequest(cmd::kRtQuality, s.Quality));
     requests.push_back(MakeBoolRequest(cmd::kRtLatLon, s.LatLon));
     CPacket param304(cmd::kRtParam304);
     param304.SetTimeSpan(0);
     requests.push_back(param304);
-    CPacket param310(cmd::kRtParam310);
-    param310.SetByte(1);
-    requests.push_back(param310);
+    requests.push_back(MakeByteRequest(cmd::kRtParam310, 1));
     return requests;
 }
 

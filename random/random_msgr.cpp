@@ -26,16 +26,14 @@ bool CRandomMsgr::ValidateRandomSetup(std::wstring& /*errors*/) const {
 }
 
 bool CRandomMsgr::PushRandomConfig() {
-    for (const CPacket& request : corvane::RandomConfigRequests(settings_)) {
-        if (device_.SendCommand(request, false) != corvane::CommandResult::Accepted) {
-            return false;
-        }
+    if (!device_.SendAll(corvane::RandomConfigRequests(settings_))) {
+        return false;
     }
     if (RandomTypeHasAntenna(settings_.Type)) {
-        // Deliberately assembled and dropped. The transmitter holds one 862, and the self-timed
-        // upload has just sent its own from the self-timed Type and Antenna; sending this one
-        // would overwrite that with a value from the random settings. Stations have always run
-        // with the self-timed value, so the random one stays unsent.
+        // Deliberately assembled and dropped. The transmitter holds one 862, which the self-timed
+        // upload sets (for self-timed Types 10..13) from the self-timed Type and Antenna; sending
+        // this one would overwrite it with a value from the random settings. Stations have
+        // always run without it, so it stays unsent.
         [[maybe_unused]] const CPacket unsent = corvane::RandomParam862Request(settings_);
     }
     return true;

@@ -26,12 +26,7 @@ bool SelfTimedMsgr::ValidateSetup(std::wstring& /*errors*/) const {
 }
 
 bool SelfTimedMsgr::UploadConfig() {
-    for (const CPacket& request : corvane::SelfTimedUploadRequests(settings_)) {
-        if (device_.SendCommand(request, false) != corvane::CommandResult::Accepted) {
-            return false;
-        }
-    }
-    return true;
+    return device_.SendAll(corvane::SelfTimedUploadRequests(settings_));
 }
 
 bool SelfTimedMsgr::Start() {

@@ -21,22 +21,10 @@ constexpr std::array<std::array<float, 3>, 4> k862Values = {{
     {5.0f, 10.0f, 14.0f},
 }};
 
-CPacket WordRequest(WORD type, int value) {
-    CPacket request(type);
-    request.SetWord(static_cast<WORD>(value));
-    return request;
-}
-
 // Time texts go over as whole seconds, the milliseconds dropped.
 CPacket SpanRequest(WORD type, const std::wstring& timeText) {
     CPacket request(type);
     request.SetTimeSpan(StrToMS(timeText) / 1000);
-    return request;
-}
-
-CPacket ByteRequest(WORD type, BYTE value) {
-    CPacket request(type);
-    request.SetByte(value);
     return request;
 }
 
@@ -77,10 +65,10 @@ std::optional<BYTE> DataFormatCode(const std::wstring& format) {
 
 std::vector<CPacket> SelfTimedUploadRequests(const SelfTimedSettings& s) {
     std::vector<CPacket> requests;
-    requests.push_back(WordRequest(cmd::kStChannel, s.Channel));
+    requests.push_back(MakeWordRequest(cmd::kStChannel, s.Channel));
     requests.push_back(SpanRequest(cmd::kStFirstTime, s.Time));
     requests.push_back(SpanRequest(cmd::kStRate, s.Rate));
-    requests.push_back(WordRequest(cmd::kStType, SelfTimedTypeCode(s.Type)));
+    requests.push_back(MakeWordRequest(cmd::kStType, SelfTimedTypeCode(s.Type)));
     requests.push_back(SpanRequest(cmd::kStWindow, s.WinLen));
     requests.push_back(MakeBoolRequest(cmd::kStCenter, s.CenterWin));
     requests.push_back(MakeBoolRequest(cmd::kStQuality, s.Quality));
@@ -94,13 +82,13 @@ std::vector<CPacket> SelfTimedUploadRequests(const SelfTimedSettings& s) {
     requests.push_back(satId2);
 
     if (s.Type == kSelfTimedTypeArgosScd) {
-        requests.push_back(WordRequest(cmd::kStScdChannel, s.SCDChannel));
+        requests.push_back(MakeWordRequest(cmd::kStScdChannel, s.SCDChannel));
     }
     if (s.Type >= kFirst862Type && s.Type < kFirst862Type + static_cast<int>(k862Values.size())) {
         requests.push_back(MakeParam862Request(Param862Value(s.Type, s.Antenna)));
     }
     if (const std::optional<BYTE> code = DataFormatCode(s.Format)) {
-        requests.push_back(ByteRequest(cmd::kStDataFormat, *code));
+        requests.push_back(MakeByteRequest(cmd::kStDataFormat, *code));
     }
     return requests;
 }
