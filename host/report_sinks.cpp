@@ -93,7 +93,7 @@ void SetStderrLevel(TReportLevel level, bool enabled) {
 bool SetLogFile(const std::string& path, TReportLevel level) {
     std::unique_ptr<std::FILE, FileCloser> file;
     if (!path.empty()) {
-        file.reset(std::fopen(path.c_str(), "a"));
+        file.reset(std::fopen(path.c_str(), "ae"));
         if (!file)
             return false;
     }

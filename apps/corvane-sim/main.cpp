@@ -19,8 +19,11 @@ namespace {
 int stopPipe[2] = {-1, -1};
 
 void OnSignal(int) {
+    // The interrupted code may be between a failing call and its look at errno.
+    const int saved = errno;
     const char byte = 's';
     [[maybe_unused]] const ssize_t n = ::write(stopPipe[1], &byte, 1);
+    errno = saved;
 }
 
 bool InstallSignals() {
@@ -75,7 +78,7 @@ int main(int argc, char** argv) {
 
     FILE* transcript = nullptr;
     if (!options.transcriptPath.empty()) {
-        transcript = std::fopen(options.transcriptPath.c_str(), "a");
+        transcript = std::fopen(options.transcriptPath.c_str(), "ae");
         if (transcript == nullptr) {
             std::fprintf(stderr, "corvane-sim: cannot open %s: %s\n",
                          options.transcriptPath.c_str(), std::strerror(errno));

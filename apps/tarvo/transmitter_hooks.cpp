@@ -42,7 +42,7 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
     sim::TransmitterOptions device;
     device.clockOffsetMs = options.simClockOffsetMs.value_or(0);
     if (!options.transcriptPath.empty()) {
-        transcriptFile_ = std::fopen(options.transcriptPath.c_str(), "w");
+        transcriptFile_ = std::fopen(options.transcriptPath.c_str(), "we");
         if (transcriptFile_ == nullptr) {
             error = "--transcript: cannot open " + options.transcriptPath +
                     " for writing: " + std::strerror(errno);
