@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <map>
+#include <string_view>
 #include <thread>
 
 #include "host/blocks_host_factory.h"
@@ -16,6 +17,16 @@
 
 namespace tarvo::host {
 namespace {
+
+// Whether `text`, past leading blanks, opens an element named `name`.
+bool StartsWithElement(const std::string& text, const std::string& name) {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos || text.compare(first, name.size() + 1, "<" + name) != 0)
+        return false;
+    const std::size_t after = first + name.size() + 1;
+    return after < text.size() &&
+           std::string_view(" \t\r\n/>").find(text[after]) != std::string_view::npos;
+}
 
 std::string Quote(const std::wstring& text) {
     return "\"" + ToUtf8(text) + "\"";
@@ -412,6 +423,13 @@ bool HostEngine::BuildSetupLocked(SetupFile& file, std::string& error) {
         std::string text;
         if (!p->WriteSetup(text)) {
             error = p->FileName() + ": WriteSetup failed for <" + ToUtf8(p->SetupTag()) + ">";
+            ok = false;
+            continue;
+        }
+        // A section written under another name (or not at all) would vanish from the file and
+        // the plug-in's settings with it at the next load; refuse the save instead.
+        if (!StartsWithElement(text, ToUtf8(p->SetupTag()))) {
+            error = p->FileName() + ": WriteSetup wrote no <" + ToUtf8(p->SetupTag()) + "> element";
             ok = false;
             continue;
         }

@@ -109,6 +109,14 @@ TEST_F(PluginTest, ItsSectionIsReadWrittenAndSavedBackUnchanged) {
     // Nothing changed, so saving automatically leaves the file alone.
     EXPECT_TRUE(engine.AutoSaveSetup());
     EXPECT_EQ(dir.Read("setup.xml"), kSetup);
+
+    // A plug-in that writes its section under another name would lose it at the next load:
+    // the save is refused and the file kept.
+    state_->writeOtherElement = true;
+    EXPECT_FALSE(engine.SaveSetup(dir.File("setup.xml"), error));
+    EXPECT_NE(error.find(": WriteSetup wrote no <TestPlugin> element"), std::string::npos) << error;
+    EXPECT_EQ(dir.Read("setup.xml"), kSetup);
+    state_->writeOtherElement = false;
 }
 
 // A second plug-in with the same tag is refused before it is initialised; the first, whose

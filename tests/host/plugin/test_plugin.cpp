@@ -102,12 +102,12 @@ __attribute__((visibility("default"))) int ReadSetup(CXMLSetup* setup) {
 
 __attribute__((visibility("default"))) int WriteSetup(CXMLSetup* setup) {
     ++state.writeSetup;
-    setup->WriteStartTag(L"<TestPlugin>");
+    setup->WriteStartTag(state.writeOtherElement ? L"<Other>" : L"<TestPlugin>");
     setup->WriteStartTag(L"<Settings");
     for (auto& [name, value] : state.settings)
         setup->WriteText(name + L" = \"" + value + L"\"");
     setup->WriteEndTag(L"/>");
-    setup->WriteEndTag(L"</TestPlugin>");
+    setup->WriteEndTag(state.writeOtherElement ? L"</Other>" : L"</TestPlugin>");
     return 1;
 }
 

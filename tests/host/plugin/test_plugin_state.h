@@ -16,6 +16,7 @@ struct TestPluginState {
     int unexpectedTokens = 0;
     int blocksAlive = 0;
     int blocksAliveAtExit = -1;
+    bool writeOtherElement = false;  // WriteSetup writes <Other> instead of its own tag
     std::vector<std::pair<std::wstring, std::wstring>> settings;
 };
 
