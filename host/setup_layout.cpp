@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <initializer_list>
+#include <utility>
 
 #include "host/setup_xml.h"
 
@@ -54,58 +56,39 @@ std::string Leaf(const XmlEvent& event, bool inline_) {
 
 }  // namespace
 
-std::string EscapeAttribute(std::string_view value) {
+namespace {
+
+// Replaces each character of `escapes` (given as pairs: the character, its entity) in `text`.
+std::string Escape(std::string_view text,
+                   std::initializer_list<std::pair<char, const char*>> escapes) {
     std::string out;
-    out.reserve(value.size());
-    for (char c : value) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\n':
-                out += "&#10;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            case '\t':
-                out += "&#9;";
-                break;
-            default:
-                out += c;
+    out.reserve(text.size());
+    for (char c : text) {
+        const auto* hit = std::find_if(escapes.begin(), escapes.end(),
+                                       [c](const auto& e) { return e.first == c; });
+        if (hit != escapes.end()) {
+            out += hit->second;
+        } else {
+            out += c;
         }
     }
     return out;
 }
 
+}  // namespace
+
+std::string EscapeAttribute(std::string_view value) {
+    // Line breaks and tabs as references, or a reader would fold them into blanks.
+    return Escape(value, {{'&', "&amp;"},
+                          {'<', "&lt;"},
+                          {'"', "&quot;"},
+                          {'\n', "&#10;"},
+                          {'\r', "&#13;"},
+                          {'\t', "&#9;"}});
+}
+
 std::string EscapeText(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
+    return Escape(text, {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\r', "&#13;"}});
 }
 
 void WriteElement(std::span<const XmlEvent> events, std::size_t& index, int baseDepth,
