@@ -28,14 +28,16 @@ void BM_VirtualSleepOneSecond(benchmark::State& state) {
 }
 BENCHMARK(BM_VirtualSleepOneSecond);
 
-// Two threads handing an auto-reset event back and forth: a wake-up of another thread per
-// half round, no time passing.
-void BM_VirtualEventPingPong(benchmark::State& state) {
-    ScopedVirtualClock clock(kStart);
+// Two threads handing an auto-reset event back and forth, each first sleeping `workMs` of clock
+// time (0: none), on whichever clock is installed.
+void PingPong(benchmark::State& state, DWORD workMs) {
     TEvent ping(false, false, "ping"), pong(false, false, "pong"), stop(true, false, "stop");
     TThread partner(
         [&] {
             while (WaitForMultipleObjects({&stop, &ping}, INFINITE) == WAIT_OBJECT_0 + 1) {
+                if (workMs > 0) {
+                    Sleep(workMs);
+                }
                 pong.Set();
             }
         },
@@ -43,9 +45,18 @@ void BM_VirtualEventPingPong(benchmark::State& state) {
     for (auto _ : state) {
         ping.Set();
         WaitForSingleObject(pong, INFINITE);
+        if (workMs > 0) {
+            Sleep(workMs);
+        }
     }
     stop.Set();
     partner.Join();
+}
+
+// A wake-up of another thread per half round, no time passing.
+void BM_VirtualEventPingPong(benchmark::State& state) {
+    ScopedVirtualClock clock(kStart);
+    PingPong(state, 0);
 }
 BENCHMARK(BM_VirtualEventPingPong)->UseRealTime();
 
@@ -53,22 +64,7 @@ BENCHMARK(BM_VirtualEventPingPong)->UseRealTime();
 // simulator trade requests: two jumps per round.
 void BM_VirtualPingPongWithSleeps(benchmark::State& state) {
     ScopedVirtualClock clock(kStart);
-    TEvent ping(false, false, "ping"), pong(false, false, "pong"), stop(true, false, "stop");
-    TThread partner(
-        [&] {
-            while (WaitForMultipleObjects({&stop, &ping}, INFINITE) == WAIT_OBJECT_0 + 1) {
-                Sleep(60000);
-                pong.Set();
-            }
-        },
-        "partner");
-    for (auto _ : state) {
-        ping.Set();
-        WaitForSingleObject(pong, INFINITE);
-        Sleep(60000);
-    }
-    stop.Set();
-    partner.Join();
+    PingPong(state, 60000);
     state.counters["jumps_per_round"] =
         static_cast<double>(clock.Jumps()) / static_cast<double>(state.iterations());
     state.counters["simulated_s_per_wall_s"] = benchmark::Counter(
@@ -105,20 +101,7 @@ BENCHMARK(BM_VirtualPeriodicSleepers)->Arg(1)->Arg(4)->Arg(16)->UseRealTime();
 
 // For comparison: the same hand-over on the real clock.
 void BM_RealEventPingPong(benchmark::State& state) {
-    TEvent ping(false, false, "ping"), pong(false, false, "pong"), stop(true, false, "stop");
-    TThread partner(
-        [&] {
-            while (WaitForMultipleObjects({&stop, &ping}, INFINITE) == WAIT_OBJECT_0 + 1) {
-                pong.Set();
-            }
-        },
-        "partner");
-    for (auto _ : state) {
-        ping.Set();
-        WaitForSingleObject(pong, INFINITE);
-    }
-    stop.Set();
-    partner.Join();
+    PingPong(state, 0);
 }
 BENCHMARK(BM_RealEventPingPong)->UseRealTime();
 
