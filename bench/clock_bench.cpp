@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/clock.h"
+#include "host/clock/clock.h"
 #include "platform/clock.h"
 #include "platform/sync.h"
 

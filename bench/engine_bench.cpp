@@ -18,9 +18,9 @@
 #include <fstream>
 #include <string>
 
-#include "host/clock.h"
-#include "host/engine.h"
-#include "host/plugin.h"
+#include "host/clock/clock.h"
+#include "host/engine/engine.h"
+#include "host/engine/plugin.h"
 #include "platform/clock.h"
 #include "platform/module.h"
 #include "platform/module_factory.h"

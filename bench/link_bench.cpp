@@ -8,12 +8,12 @@
 #include <memory>
 #include <vector>
 
-#include "host/clock.h"
-#include "host/report_sinks.h"
-#include "host/serial_ports.h"
-#include "link/crc16.h"
-#include "link/packet_comm.h"
-#include "link/session.h"
+#include "corvane/link/crc16.h"
+#include "corvane/link/packet_comm.h"
+#include "corvane/link/session.h"
+#include "host/clock/clock.h"
+#include "host/log/report_sinks.h"
+#include "host/serial/serial_ports.h"
 #include "platform/sync.h"
 
 namespace {

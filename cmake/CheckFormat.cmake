@@ -1,6 +1,6 @@
 # Fails when a C++ source differs from what the repo's .clang-format makes of it.
 find_program(CLANG_FORMAT NAMES clang-format clang-format-14 REQUIRED)
-set(dirs platform host link core selftimed random formats ui sim apps tests bench)
+set(dirs platform host corvane sim apps tests bench)
 set(globs)
 foreach(d ${dirs})
   list(APPEND globs ${ROOT}/${d}/*.cpp ${ROOT}/${d}/*.h)

@@ -14,12 +14,16 @@ function(tarvo_glob_library name type)
   endif()
 endfunction()
 
-# tarvo_glob_tests(AREA LIBS...): one test program per tests/AREA/*_test.cpp, named
-# AREA_<name>_test; files under tests/AREA/support/ are shared by that area's tests.
+# tarvo_glob_tests(AREA LIBS...): one test program per *_test.cpp anywhere under tests/AREA/
+# (the folders mirror the tree), named AREA_<name>_test; files in any support/ folder under
+# tests/AREA/ are shared by that area's tests.
 function(tarvo_glob_tests area)
   set(dir ${PROJECT_SOURCE_DIR}/tests/${area})
-  file(GLOB tests CONFIGURE_DEPENDS ${dir}/*_test.cpp)
-  file(GLOB support CONFIGURE_DEPENDS ${dir}/support/*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${dir}/*.cpp)
+  set(tests ${sources})
+  list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
+  set(support ${sources})
+  list(FILTER support INCLUDE REGEX "/support/[^/]*\\.cpp$")
   foreach(src ${tests})
     get_filename_component(stem ${src} NAME_WE)
     set(target ${area}_${stem})

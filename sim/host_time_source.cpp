@@ -1,6 +1,6 @@
 #include "sim/host_time_source.h"
 
-#include "host/clock.h"
+#include "host/clock/clock.h"
 #include "platform/time.h"
 
 namespace tarvo::sim {

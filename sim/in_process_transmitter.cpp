@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <span>
 
-#include "host/clock.h"
+#include "host/clock/clock.h"
 
 namespace tarvo::sim {
 

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/serial_ports.h"
+#include "host/serial/serial_ports.h"
 #include "platform/sync.h"
 #include "sim/host_time_source.h"
 #include "sim/transmitter.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "host/setup_file.h"
+#include "host/setup/setup_file.h"
 
 namespace tarvo::runner {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "host/report_sinks.h"
+#include "host/log/report_sinks.h"
 
 namespace tarvo::runner {
 namespace {

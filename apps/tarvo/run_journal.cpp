@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "apps/tarvo/options.h"
-#include "host/clock.h"
-#include "host/utf8.h"
+#include "host/clock/clock.h"
+#include "host/text/utf8.h"
 #include "platform/time.h"
 
 namespace tarvo::runner {

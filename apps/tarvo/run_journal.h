@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "apps/tarvo/run_session.h"
-#include "host/dialogs.h"
+#include "host/dialogs/dialogs.h"
 
 namespace tarvo::runner {
 

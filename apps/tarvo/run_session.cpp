@@ -7,11 +7,11 @@
 #include <optional>
 
 #include "apps/tarvo/interrupt.h"
-#include "host/clock.h"
-#include "host/plugin.h"
-#include "host/report_sinks.h"
-#include "host/serial_ports.h"
-#include "host/utf8.h"
+#include "host/clock/clock.h"
+#include "host/engine/plugin.h"
+#include "host/log/report_sinks.h"
+#include "host/serial/serial_ports.h"
+#include "host/text/utf8.h"
 #include "platform/clock.h"
 
 namespace tarvo::runner {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "apps/tarvo/options.h"
-#include "host/engine.h"
+#include "host/engine/engine.h"
 
 namespace tarvo::runner {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "apps/tarvo/exchange_summary.h"
-#include "host/setup_file.h"
-#include "host/utf8.h"
+#include "host/setup/setup_file.h"
+#include "host/text/utf8.h"
 
 namespace tarvo::runner {
 

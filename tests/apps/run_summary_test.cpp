@@ -12,7 +12,7 @@
 
 #include "apps/tarvo/corvane_port.h"
 #include "apps/tarvo/exchange_summary.h"
-#include "host/setup_file.h"
+#include "host/setup/setup_file.h"
 #include "sim/frame.h"
 #include "sim/time_source.h"
 #include "sim/transmitter.h"

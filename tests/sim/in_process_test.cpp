@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "host/clock.h"
+#include "host/clock/clock.h"
 #include "platform/clock.h"
 #include "platform/time.h"
 #include "sim/in_process_transmitter.h"

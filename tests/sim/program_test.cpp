@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/serial_ports.h"
+#include "host/serial/serial_ports.h"
 #include "sim/support/logger_port.h"
 #include "tests/apps/support/child_process.h"
 

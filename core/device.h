@@ -1,7 +1,0 @@
-// The module's single device object, built when the module is loaded and destroyed when it is
-// unloaded. Every export works on it.
-#pragma once
-
-#include "core/corvane.h"
-
-CCorvane& TheCorvane();

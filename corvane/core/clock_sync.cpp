@@ -1,0 +1,50 @@
+// Keeping the logger's clock on the transmitter's.
+#include <cstdint>
+
+#include "corvane/core/corvane.h"
+#include "corvane/link/command_codes.h"
+#include "platform/clock.h"
+#include "platform/report.h"
+
+namespace {
+
+// 35's reply: seconds since 1970 (4 bytes), the validity byte, one spare byte.
+constexpr WORD kClockReplyLength = 6;
+constexpr std::size_t kClockValidOffset = 4;
+
+}  // namespace
+
+bool CCorvane::SynchronizeClock(bool waitDeadTime) {
+    TReport::Debug("SynchronizeClock: Attempting to sync time.");
+    CPacket reply;
+    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, waitDeadTime, INFINITE)) {
+        return false;
+    }
+    if (reply.GetLength() != kClockReplyLength) {
+        TReport::Warning("SynchronizeClock: Invalid time packet.");
+        return true;
+    }
+    BYTE valid = 0;
+    DWORD seconds = 0;
+    reply.ReadByte(kClockValidOffset, valid);
+    reply.ReadDword(0, seconds);
+    if (valid == 0) {
+        return true;
+    }
+    const TTime corvaneTime = TTime::FromSecondsSince1970(seconds);
+    // The transmitter counts whole seconds, so the comparison is in whole seconds too, and a
+    // second either way is agreement: setting the clock for less would make it jitter at every
+    // synchronisation.
+    const std::int64_t drift =
+        corvaneTime.GetSecondsSince1970() - TTime::GetCurrentTime().GetSecondsSince1970();
+    if (drift > 1 || drift < -1) {
+        TReport::Status("Corvane: Setting system time to %02d/%02d/%04d %02d:%02d:%02d.",
+                        corvaneTime.GetMonth(), corvaneTime.GetDay(), corvaneTime.GetYear(),
+                        corvaneTime.GetHour(), corvaneTime.GetMinute(), corvaneTime.GetSecond());
+        SetSystemTime(corvaneTime.GetAsSystemTime());
+        // The platform's time-change broadcast, which windows and other modules listen for.
+        BroadcastTimeChange();
+    }
+    MarkTimeObtained();
+    return true;
+}

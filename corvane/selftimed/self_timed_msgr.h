@@ -1,0 +1,62 @@
+// The self-timed messenger: owns the self-timed settings, its thread and the thread's stop
+// event, and copies the settings into the transmitter when recording starts. It talks to the
+// transmitter only through the device object that owns it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "corvane/core/messenger_thread.h"
+#include "corvane/selftimed/self_timed_settings.h"
+#include "platform/sync.h"
+#include "platform/xml_setup.h"
+
+class CCorvane;
+
+class SelfTimedMsgr {
+  public:
+    // The settings hold their construction values; the stop event is created set (stopped).
+    // `device` owns the messenger and outlives it; it is not used during construction.
+    explicit SelfTimedMsgr(CCorvane& device);
+    // Stops the thread if it still runs.
+    ~SelfTimedMsgr();
+    SelfTimedMsgr(const SelfTimedMsgr&) = delete;
+    SelfTimedMsgr& operator=(const SelfTimedMsgr&) = delete;
+
+    SelfTimedSettings& Settings() { return settings_; }
+    const SelfTimedSettings& Settings() const { return settings_; }
+    bool IsEnabled() const { return settings_.Enabled; }
+
+    // The manual-reset event that ends the messenger's thread and its waits.
+    TEvent& StopEvent() { return worker_.StopEvent(); }
+
+    // The reader stands after "<SelfTimed"; `next` receives the token that ended its attributes.
+    bool ReadSetup(CXMLSetup& setup, CXMLToken& next);
+    bool WriteSetup(CXMLSetup& setup) const;
+    // The values of a fresh setup (Antenna kept). Always true.
+    bool InitSetup();
+    // True when the settings may be used for recording; otherwise the reasons are appended to
+    // `errors`, each ending in "; ". The record on its own always passes: what can fail is the
+    // agreement of the SelfTimed blocks, checked once they exist.
+    bool ValidateSetup(std::wstring& errors) const;
+
+    // Copies the settings into the transmitter (the writes of SelfTimedUploadRequests, each
+    // through the device's exchange without limit on the lock wait). False at the first write
+    // that gets no valid reply; the rest are not sent. A refusing reply does not end it.
+    bool UploadConfig();
+
+    // The thread's life, called by recording start and stop (under the device's state lock).
+    // Start: false when the thread runs already; otherwise clears the stop event and starts it.
+    // Stop: false when no thread runs; otherwise sets the stop event and waits for the thread
+    // to end.
+    bool Start();
+    bool Stop();
+    bool IsThreadRunning() const { return worker_.IsRunning(); }
+
+  private:
+    void ThreadProc();
+
+    CCorvane& device_;
+    SelfTimedSettings settings_;
+    CMessengerThread worker_;
+};

@@ -1,0 +1,48 @@
+// The virtual clock: time stands still while any participant can run and jumps to the earliest
+// deadline once every participant is blocked in a platform wait. Internal to host/.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "host/clock/internal/kernel.h"
+
+namespace tarvo::host::kernel {
+
+class VirtualClock final : public Clock {
+  public:
+    // `driver` is the installing thread; it takes part from now on.
+    VirtualClock(std::int64_t startWallMs, std::shared_ptr<ThreadCtx> driver);
+    ~VirtualClock() override;
+
+    bool IsVirtual() const override { return true; }
+    Micros Now() const override { return now_; }
+    std::int64_t WallMs() const override;
+    int SetWallMs(std::int64_t ms, bool setMachine) override;
+    void Block(Waiter& waiter, KernelLock& lock) override;
+    void OnReleased(Waiter& waiter) override;
+    void OnThreadStart(ThreadCtx& thread) override;
+    void OnThreadEnd(ThreadCtx& thread, KernelLock& lock) override;
+
+    std::uint64_t Jumps() const { return jumps_; }
+    // Participants other than the driver (platform threads whose bodies have not returned).
+    std::size_t Threads() const { return participants_.size() - 1; }
+
+  private:
+    // Every participant is blocked: release the earliest timed waiter, moving time to its
+    // deadline, or report the deadlock and abort when no waiter has a deadline.
+    void Advance(KernelLock& lock);
+    [[noreturn]] void ReportDeadlock() const;
+    std::string NameOf(const ThreadCtx& thread) const;
+
+    Micros now_ = 0;
+    std::int64_t wallBaseMs_;  // logger time at monotonic zero
+    std::uint64_t jumps_ = 0;
+    std::shared_ptr<ThreadCtx> driver_;
+    // In the order they joined, so the deadlock report reads the same every run.
+    std::vector<ThreadCtx*> participants_;
+    std::size_t runnable_;
+};
+
+}  // namespace tarvo::host::kernel

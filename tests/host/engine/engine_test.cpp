@@ -1,0 +1,378 @@
+// The host engine: graphs from the setup file, recording on the virtual clock, saving back.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "host/clock/clock.h"
+#include "host/engine/engine.h"
+#include "host/log/report_sinks.h"
+#include "host/support/temp_dir.h"
+#include "platform/clock.h"
+#include "platform/engine.h"
+#include "platform/module_factory.h"
+
+namespace {
+
+using tarvo::host::HostEngine;
+using tarvo::host::ScopedVirtualClock;
+using tarvo::test::TempDir;
+
+constexpr DWORD kMinute = 60'000;
+constexpr DWORD kHour = 60 * kMinute;
+const TTime kStart(2024, 3, 10, 0, 0, 30);
+
+struct LogRow {
+    std::string time, reading;  // reading: "value,status"
+};
+
+std::vector<LogRow> ReadLog(const std::string& path) {
+    std::ifstream in(path);
+    std::string line;
+    std::vector<LogRow> rows;
+    std::getline(in, line);  // header
+    while (std::getline(in, line))
+        rows.push_back({line.substr(0, line.find(',')), line.substr(line.find(',') + 1)});
+    return rows;
+}
+
+std::string Stamp(const TTime& t) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.GetYear(), t.GetMonth(),
+                  t.GetDay(), t.GetHour(), t.GetMinute(), t.GetSecond());
+    return text;
+}
+
+std::string SetupText(const std::string& blocks) {
+    return "<TarvoSetup>\n  <Blocks>\n" + blocks + "  </Blocks>\n</TarvoSetup>\n";
+}
+
+// One line of a <Blocks> section: a block, or a connection between the default ports.
+std::string Block(const std::string& type, const std::string& name, const std::string& more = "") {
+    return "    <Block Type=\"" + type + "\" Name=\"" + name + "\" " + more + "/>\n";
+}
+std::string Wire(const std::string& from, const std::string& to) {
+    return "    <Connection From=\"" + from + "\" To=\"" + to + "\" />\n";
+}
+
+std::string SourceAndLog(const std::string& sourceAttributes, const std::string& logFile) {
+    return SetupText(Block("Source", "Stage", sourceAttributes) +
+                     Block("Log", "StageLog", "File=\"" + logFile + "\"") +
+                     Wire("Stage", "StageLog"));
+}
+
+// Loads the setup at `path` on a virtual clock set to `start`, records for `ms`, shuts down.
+void Record(const std::string& path, TTime start, DWORD ms) {
+    ScopedVirtualClock clock(start);
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetup(path, error)) << error;
+    ASSERT_TRUE(engine.Run());
+    Sleep(ms);
+    ASSERT_TRUE(engine.Stop());
+    engine.Shutdown();
+}
+
+TEST(Engine, TheStopEventIsClearOnlyWhileRecordingAndNoSetupLoadsMeanwhile) {
+    EXPECT_TRUE(GetEngine().GetStopEvent().IsSet()) << "the process's engine starts stopped";
+    ScopedVirtualClock clock(kStart);
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.NewSetup(error)) << error;
+    ASSERT_TRUE(engine.GetStopEvent().IsSet());
+    ASSERT_TRUE(engine.Run());
+    EXPECT_TRUE(engine.IsRunning());
+    EXPECT_EQ(WaitForSingleObject(engine.GetStopEvent(), 1000), WAIT_TIMEOUT);
+    EXPECT_FALSE(engine.LoadSetupText(SetupText(""), "again.xml", error));
+    EXPECT_NE(error.find("while recording"), std::string::npos) << error;
+    ASSERT_TRUE(engine.Stop());
+    EXPECT_FALSE(engine.IsRunning());
+    EXPECT_EQ(WaitForSingleObject(engine.GetStopEvent(), 0), WAIT_OBJECT_0);
+}
+
+TEST(Engine, SetupLockIsExclusiveAndTimesOut) {
+    ScopedVirtualClock clock(kStart);
+    HostEngine engine;
+    ASSERT_TRUE(engine.LockSetup(1000, 0));
+    bool second = true;
+    TThread other([&] { second = engine.LockSetup(1000, 0); }, "other user");
+    other.Join();
+    EXPECT_FALSE(second);
+    EXPECT_EQ(TTime::GetCurrentTime(), kStart + TTimeSpan::FromSeconds(1));
+    engine.UnlockSetup();
+    EXPECT_TRUE(engine.LockSetup(0, 0));
+    engine.UnlockSetup();
+}
+
+// A source and a Log block over one simulated day: exactly the readings the schedule implies.
+TEST(Engine, SourceAndLogOverADayGiveExactlyTheScheduledReadings) {
+    struct Case {
+        const char* legend;
+        const char* interval;
+        const char* offset;
+        TTime start;
+        size_t count;
+        TTime first;
+    };
+    const Case cases[] = {
+        {"quarter hours from half a minute past midnight", "00:15:00", "00:00:00", kStart, 96,
+         TTime(2024, 3, 10, 0, 15, 0)},
+        {"hourly at five past, starting mid-morning", "01:00:00", "00:05:00",
+         TTime(2024, 3, 10, 9, 30, 0), 24, TTime(2024, 3, 10, 10, 5, 0)},
+        {"a start on a schedule point measures at once", "00:10:00", "00:03:00",
+         TTime(2024, 3, 10, 12, 3, 0), 144, TTime(2024, 3, 10, 12, 3, 0)},
+        {"an offset past the interval wraps", "00:30:00", "00:45:00", TTime(2024, 3, 10, 0, 0, 1),
+         48, TTime(2024, 3, 10, 0, 15, 0)},
+        {"a day crosses the month's end", "06:00:00", "00:00:00", TTime(2024, 2, 29, 3, 0, 0), 4,
+         TTime(2024, 2, 29, 6, 0, 0)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.legend);
+        TempDir dir;
+        dir.Write("setup.xml", SourceAndLog(std::string("Interval=\"") + c.interval +
+                                                "\" Offset=\"" + c.offset + "\"",
+                                            "stage.csv"));
+        Record(dir.File("setup.xml"), c.start, 24 * kHour);
+        const auto rows = ReadLog(dir.File("stage.csv"));
+        ASSERT_EQ(rows.size(), c.count);
+        const TTimeSpan interval = StrToTimeSpan(std::wstring(c.interval, c.interval + 8));
+        for (size_t i = 0; i < rows.size(); ++i) {
+            ASSERT_EQ(
+                rows[i].time,
+                Stamp(c.first + TTimeSpan::FromMilliseconds(interval.GetTotalMilliseconds() * i)))
+                << "row " << i;
+        }
+    }
+}
+
+// Readings marked in error or without data reach the Log block as such, whatever makes them.
+// The setup lies in conf/, where a CSV source finds its file; the log goes to the current folder.
+TEST(Engine, ReadingsReachTheLogWithTheirValuesAndMarks) {
+    struct Case {
+        const char* legend;
+        const char* attributes;
+        std::vector<std::string> readings;  // one a minute from 00:01
+    };
+    const Case cases[] = {
+        {"a ramp follows the time since recording began, in the log's own precision",
+         "Mode=\"Ramp\" Value=\"10\" Slope=\"60\" RightDigits=\"1\"",
+         {"10.50,ok", "11.50,ok", "12.50,ok", "13.50,ok", "14.50,ok"}},
+        {"list entries",
+         "Mode=\"List\" Values=\"1.5,ERROR,NODATA,2.25\"",
+         {"1.50,ok", "0.00,error", ",nodata", "2.25,ok", "1.50,ok"}},
+        {"every n-th reading",
+         "Mode=\"Constant\" Value=\"7\" ErrorEvery=\"2\" NoDataEvery=\"5\"",
+         {"7.00,ok", "7.00,error", "7.00,ok", "7.00,error", ",nodata"}},
+        {"an unknown mode marks every reading in error",
+         "Mode=\"Triangle\"",
+         {"0.00,error", "0.00,error", "0.00,error", "0.00,error", "0.00,error"}},
+        {"a CSV file's last row at or before each reading",
+         "Mode=\"CSV\" File=\"levels.csv\"",
+         {",nodata", "1.25,ok", "1.25,ok", "0.00,error", ",nodata", ",nodata", "3.00,ok",
+          "3.00,ok"}},
+    };
+    tarvo::host::SetStderrLevel(TReportLevel::Error, false);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.legend);
+        TempDir dir;
+        std::filesystem::create_directory(dir.File("conf"));
+        dir.Write("conf/levels.csv",
+                  "time,value\n# a comment\n2024-03-10 00:02:00,1.25\n2024-03-10 00:04:00,ERROR\n"
+                  "2024-03-10 00:05:00,\n2024-03-10 00:06:30,3\n");
+        dir.Write("conf/setup.xml",
+                  SourceAndLog(std::string(c.attributes) + " Interval=\"00:01:00\"", "l.csv"));
+        Record(dir.File("conf/setup.xml"), kStart, c.readings.size() * kMinute);
+        std::vector<std::string> readings;
+        for (const LogRow& row : ReadLog(dir.File("l.csv")))
+            readings.push_back(row.reading);
+        EXPECT_EQ(readings, c.readings);
+    }
+    tarvo::host::SetStderrLevel(TReportLevel::Warning, true);
+}
+
+// A chain and a fan-out: every block fed by one that produced runs in the same pass, whatever
+// the file order; a disabled block neither runs nor passes readings on.
+TEST(Engine, ReadingsFlowAlongAChainAndAFanOutInOnePassButNotThroughADisabledBlock) {
+    TempDir dir;
+    dir.Write("setup.xml", SetupText(R"(
+    <Block Type="Log" Name="Second" File="b.csv" />
+    <Block Type="Log" Name="First" File="a.csv" />
+    <Block Type="Source" Name="S" Mode="List" Values="1,2,3" Interval="00:20:00" />
+    <Block Type="Log" Name="Side" File="c.csv" />
+    <Block Type="Log" Name="Off" Enabled="false" File="off.csv" />
+    <Block Type="Log" Name="After" File="after.csv" />
+    <Connection From="First" To="Second" />
+    <Connection From="S" Output="Output" To="First" Input="2" />
+    <Connection From="S" To="Side" />
+    <Connection From="S" To="Off" />
+    <Connection From="Off" To="After" />
+)"));
+    Record(dir.File("setup.xml"), kStart, kHour);
+    for (const char* file : {"a.csv", "b.csv", "c.csv"}) {
+        SCOPED_TRACE(file);
+        const auto rows = ReadLog(dir.File(file));
+        ASSERT_EQ(rows.size(), 3u);
+        EXPECT_EQ(rows[0].time, "2024-03-10 00:20:00");
+        EXPECT_EQ(rows[2].reading, "3.00,ok");
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir.File("off.csv")));
+    EXPECT_TRUE(ReadLog(dir.File("after.csv")).empty());
+}
+
+// Setting the logger's clock moves the schedule to the new time instead of catching up, and a
+// recording started again continues the same log file.
+TEST(Engine, AClockSetRestartsTheScheduleAndASecondRunContinuesTheLog) {
+    TempDir dir;
+    dir.Write("setup.xml", SourceAndLog("Interval=\"00:10:00\"", "l.csv"));
+    {
+        ScopedVirtualClock clock(kStart);
+        HostEngine engine;
+        std::string error;
+        ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+        ASSERT_TRUE(engine.Run());
+        Sleep(25 * kMinute);
+        SetSystemTime(TTime(2024, 3, 10, 6, 0, 30).GetAsSystemTime());
+        Sleep(25 * kMinute);
+        ASSERT_TRUE(engine.Stop());
+        ASSERT_TRUE(engine.Run());
+        Sleep(30 * kMinute);
+        ASSERT_TRUE(engine.Stop());
+        engine.Shutdown();
+    }
+    std::vector<std::string> times;
+    for (const LogRow& row : ReadLog(dir.File("l.csv")))
+        times.push_back(row.time.substr(11));
+    EXPECT_EQ(times, (std::vector<std::string>{"00:10:00", "00:20:00", "06:10:00", "06:20:00",
+                                               "06:30:00", "06:40:00", "06:50:00"}));
+}
+
+// Malformed graphs give errors that name the file, the line and what was expected, and leave
+// the graph loaded before as it was.
+TEST(Engine, MalformedGraphsAreRefusedWithFileLineAndWhatWasExpected) {
+    struct Case {
+        const char* legend;
+        std::string blocks;  // the <Blocks> content, starting on line 3
+        int line;
+        const char* says;
+    };
+    const std::string source = Block("Source", "S"), log = Block("Log", "L");
+    const Case cases[] = {
+        {"unknown block type", source + Block("Thermometer", "T"), 4,
+         "unknown block type \"Thermometer\"; known types: Source, Log"},
+        {"connection to a block that does not exist", source + log + Wire("S", "Nowhere"), 5,
+         "names no block \"Nowhere\""},
+        {"duplicate block name", source + log + Block("Log", "S"), 5,
+         "duplicate block name \"S\" (first used on line 3)"},
+        {"unknown property", Block("Source", "S", "Colour=\"red\""), 3,
+         "block \"S\" (Source) has no property \"Colour\"; its properties: Mode, Value"},
+        {"property of the wrong kind", source + Block("Source", "T", "\n RightDigits=\"two\""), 5,
+         "property \"RightDigits\" of block \"T\" must be an integer, not \"two\""},
+        {"unknown port", source + log + "<Connection From=\"S\" Output=\"Out\" To=\"L\" />\n", 5,
+         "block \"S\" (Source) has no output \"Out\"; its outputs: Output"},
+        {"an input fed twice",
+         source + log + Block("Source", "S2") + Wire("S", "L") + Wire("S2", "L"), 7,
+         "input \"Input\" of block \"L\" is already connected (line 6)"},
+        {"a loop", log + Block("Log", "M") + Wire("L", "M") + Wire("M", "L"), 6,
+         "connections form a loop through block \"L\""},
+        {"an unknown element", "    <Wire From=\"S\" To=\"L\" />\n", 3,
+         "unknown element <Wire> in <Blocks>; expected <Block .../> or <Connection .../>"},
+    };
+    TempDir dir;
+    dir.Write("good.xml", SourceAndLog("", "l.csv"));
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetup(dir.File("good.xml"), error)) << error;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.legend);
+        dir.Write("bad.xml", SetupText(c.blocks));
+        EXPECT_FALSE(engine.LoadSetup(dir.File("bad.xml"), error));
+        const std::string where = dir.File("bad.xml") + ":" + std::to_string(c.line) + ": ";
+        EXPECT_EQ(error.substr(0, where.size()), where) << error;
+        EXPECT_NE(error.find(c.says), std::string::npos) << error;
+        EXPECT_EQ(engine.GetModuleCount(), 2);
+        EXPECT_EQ(engine.SetupPath(), dir.File("good.xml"));
+    }
+}
+
+ino_t InodeOf(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+}
+
+// Saving is atomic (a new file renamed over the old), so an untouched inode means no write.
+TEST(Engine, TheGraphIsSavedBackReadsAgainTheSameAndIsAutoSavedOnlyWhenChanged) {
+    TempDir dir;
+    dir.Write("setup.xml", SetupText(R"(
+    <Block Type="Source" Name="S &amp; T" Mode="List" Values="1,a\,b," Enabled="false" />
+    <Block Type="Log" Name="L" Precision="3" />
+    <Connection From="S &amp; T" To="L" />
+)"));
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    ASSERT_TRUE(engine.SaveSetup(dir.File("saved.xml"), error)) << error;
+
+    HostEngine again;
+    ASSERT_TRUE(again.LoadSetup(dir.File("saved.xml"), error)) << error;
+    ASSERT_EQ(again.GetModuleCount(), 2);
+    TModule* s = again.GetModule(0);  // in file order
+    EXPECT_EQ(s->GetName(), L"S & T");
+    EXPECT_FALSE(s->IsEnabled());
+    EXPECT_EQ(s->GetProperty(L"Values")->GetTexts(),
+              (std::vector<std::wstring>{L"1", L"a,b", L""}));
+    EXPECT_EQ(again.GetModule(1)->GetProperty(L"Precision")->GetInteger(), 3);
+    EXPECT_EQ(again.GetModule(1)->GetInputModule(2), s);
+    EXPECT_EQ(again.GetModule(2), nullptr);
+    ASSERT_TRUE(again.SaveSetup(dir.File("saved2.xml"), error)) << error;
+    EXPECT_EQ(dir.Read("saved2.xml"), dir.Read("saved.xml"));
+
+    const ino_t before = InodeOf(dir.File("saved.xml"));
+    EXPECT_TRUE(again.AutoSaveSetup());
+    EXPECT_EQ(InodeOf(dir.File("saved.xml")), before);
+    again.GetModule(1)->GetProperty(L"Precision")->SetText(L"4");
+    EXPECT_TRUE(again.AutoSaveSetup());
+    EXPECT_NE(InodeOf(dir.File("saved.xml")), before);
+    ASSERT_TRUE(engine.LoadSetup(dir.File("saved.xml"), error)) << error;
+    EXPECT_EQ(engine.GetModule(1)->GetProperty(L"Precision")->GetInteger(), 4);
+}
+
+// A block type whose blocks ask their engine to stop from inside Execute.
+struct StopperFactory : TModuleFactory {
+    struct Stopper : TModule {
+        explicit Stopper(HostEngine& e) : TModule(L"Stopper"), engine(e) {}
+        std::wstring GetInputName(int i) const override { return i == 2 ? L"Input" : L""; }
+        bool Execute() override {
+            stopped = engine.Stop();
+            return false;
+        }
+        HostEngine& engine;
+        bool stopped = true;
+    };
+    explicit StopperFactory(HostEngine& e) : engine(e) { SetModules(1, kNames); }
+    TModule* CreateModule(int) override { return new Stopper(engine); }
+    static constexpr const wchar_t* kNames[] = {L"Stopper"};
+    HostEngine& engine;
+};
+
+TEST(Engine, ABlockCannotStopRecordingFromTheProcessingThread) {
+    ScopedVirtualClock clock(kStart);
+    HostEngine engine;
+    StopperFactory factory(engine);
+    engine.AddBlockTypes(factory, "test");
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetupText(SetupText(Block("Source", "S", "Interval=\"00:01:00\"") +
+                                               Block("Stopper", "X") + Wire("S", "X")),
+                                     "stop.xml", error))
+        << error;
+    ASSERT_TRUE(engine.Run());
+    Sleep(90'000);
+    EXPECT_FALSE(static_cast<StopperFactory::Stopper*>(engine.FindModule(L"X"))->stopped);
+    EXPECT_TRUE(engine.IsRunning());
+    EXPECT_TRUE(engine.Stop());
+}
+
+}  // namespace
