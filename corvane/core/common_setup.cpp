@@ -1,8 +1,8 @@
 // The device object's part of the setup file: the <Corvane> section and its <Common element.
 #include "corvane/core/corvane.h"
-#include "corvane/core/setup_attribute.h"
-#include "corvane/core/setup_reading.h"
-#include "corvane/core/wide_text.h"
+#include "corvane/shared/setup_attribute.h"
+#include "corvane/shared/setup_reading.h"
+#include "corvane/shared/wide_text.h"
 #include "platform/report.h"
 
 bool CCorvane::ReadCommonSetup(CXMLSetup& setup, CXMLToken& next) {

@@ -1,8 +1,8 @@
 #include "corvane/core/corvane.h"
 
-#include "corvane/core/wide_text.h"
 #include "corvane/link/command_codes.h"
 #include "corvane/link/session.h"
+#include "corvane/shared/wide_text.h"
 #include "platform/engine.h"
 #include "platform/report.h"
 

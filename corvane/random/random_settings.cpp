@@ -1,8 +1,8 @@
 #include "corvane/random/random_settings.h"
 
-#include "corvane/core/setup_attribute.h"
-#include "corvane/core/setup_reading.h"
-#include "corvane/core/wide_text.h"
+#include "corvane/shared/setup_attribute.h"
+#include "corvane/shared/setup_reading.h"
+#include "corvane/shared/wide_text.h"
 #include "platform/report.h"
 
 void ResetRandomSettings(RandomSettings& settings) {

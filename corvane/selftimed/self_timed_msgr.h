@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "corvane/core/messenger_thread.h"
 #include "corvane/selftimed/self_timed_settings.h"
+#include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
 

@@ -1,4 +1,4 @@
-#include "corvane/core/wide_text.h"
+#include "corvane/shared/wide_text.h"
 
 #include <climits>
 #include <cstdint>

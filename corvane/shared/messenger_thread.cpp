@@ -1,4 +1,4 @@
-#include "corvane/core/messenger_thread.h"
+#include "corvane/shared/messenger_thread.h"
 
 CMessengerThread::CMessengerThread(const std::string& name)
     : name_(name), stopEvent_(true, true, name + " stop") {}

@@ -1,4 +1,4 @@
-#include "corvane/core/setup_reading.h"
+#include "corvane/shared/setup_reading.h"
 
 namespace corvane {
 
