@@ -122,7 +122,7 @@ void BM_ExchangeOnVirtualClock(benchmark::State& state) {
         CPacket reply;
         const auto startMicros = tarvo::host::NowMicros();
         for (auto _ : state) {
-            if (!corvane::Exchange(session, request, reply, false, INFINITE)) {
+            if (!corvane::Exchange(session, request, reply, corvane::DeadTime::Skip, INFINITE)) {
                 state.SkipWithError("exchange failed");
                 break;
             }

@@ -14,10 +14,10 @@ constexpr std::size_t kClockValidOffset = 4;
 
 }  // namespace
 
-bool CCorvane::SynchronizeClock(bool waitDeadTime) {
+bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime) {
     TReport::Debug("SynchronizeClock: Attempting to sync time.");
     CPacket reply;
-    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, waitDeadTime, INFINITE)) {
+    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, deadTime)) {
         return false;
     }
     if (reply.GetLength() != kClockReplyLength) {

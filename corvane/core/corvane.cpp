@@ -31,53 +31,58 @@ bool CCorvane::WaitForDeadtime() {
     return corvane::WaitForDeadtime(GetEngine().GetStopEvent());
 }
 
-bool CCorvane::Exchange(const CPacket& request, CPacket& reply, bool waitDeadTime, DWORD lockWait) {
+bool CCorvane::Exchange(const CPacket& request, CPacket& reply, corvane::DeadTime deadTime,
+                        DWORD lockWait) {
     const corvane::SessionContext session{*this, sessionLock_, Port, GetEngine().GetStopEvent()};
-    return corvane::Exchange(session, request, reply, waitDeadTime, lockWait);
+    return corvane::Exchange(session, request, reply, deadTime, lockWait);
 }
 
-corvane::CommandResult CCorvane::SendCommand(const CPacket& request, bool checked,
-                                             bool waitDeadTime) {
+corvane::CommandResult CCorvane::SendCommand(const CPacket& request, corvane::ReplyCheck check,
+                                             corvane::DeadTime deadTime) {
     CPacket reply;
-    return SendCommand(request, reply, checked, waitDeadTime);
+    return SendCommand(request, reply, check, deadTime);
 }
 
-corvane::CommandResult CCorvane::SendCommand(const CPacket& request, CPacket& reply, bool checked,
-                                             bool waitDeadTime) {
-    const bool linkOk = Exchange(request, reply, waitDeadTime, INFINITE);
-    return corvane::JudgeReply(linkOk, reply, checked);
+corvane::CommandResult CCorvane::SendCommand(const CPacket& request, CPacket& reply,
+                                             corvane::ReplyCheck check,
+                                             corvane::DeadTime deadTime) {
+    const bool linkOk = Exchange(request, reply, deadTime, INFINITE);
+    return corvane::JudgeReply(linkOk, reply, check);
 }
 
 bool CCorvane::SendAll(const std::vector<CPacket>& requests) {
     for (const CPacket& request : requests) {
-        if (SendCommand(request, false) != corvane::CommandResult::Accepted) {
+        if (SendCommand(request, corvane::ReplyCheck::LinkOnly) !=
+            corvane::CommandResult::Accepted) {
             return false;
         }
     }
     return true;
 }
 
-bool CCorvane::LoadMessage(const std::wstring& text, bool selfTimed, bool waitDeadTime) {
+bool CCorvane::LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
+                           corvane::DeadTime deadTime) {
     CPacket request;
-    if (!corvane::MakeMessageRequest(text, selfTimed, request)) {
+    if (!corvane::MakeMessageRequest(text, buffer, request)) {
         TReport::Warning("Corvane message of %zu characters does not fit in one packet.",
                          text.size());
         return false;
     }
     CPacket reply;
-    return Exchange(request, reply, waitDeadTime, INFINITE);
+    return Exchange(request, reply, deadTime, INFINITE);
 }
 
 bool CCorvane::SendSatIdAndOffset() {
     CPacket reply;
-    const bool idOk = Exchange(corvane::MakeSatIdRequest(SatID), reply, false, INFINITE);
-    const bool offsetOk = Exchange(corvane::MakeLocalOffsetRequest(LTO), reply, false, INFINITE);
+    using corvane::DeadTime;
+    const bool idOk = Exchange(corvane::MakeSatIdRequest(SatID), reply, DeadTime::Skip);
+    const bool offsetOk = Exchange(corvane::MakeLocalOffsetRequest(LTO), reply, DeadTime::Skip);
     return idOk && offsetOk;
 }
 
 corvane::CommandResult CCorvane::MasterStart(std::wstring& reason) {
     CPacket reply;
-    if (!Exchange(CPacket(corvane::cmd::kMasterStart), reply, false, INFINITE)) {
+    if (!Exchange(CPacket(corvane::cmd::kMasterStart), reply, corvane::DeadTime::Skip)) {
         return corvane::CommandResult::LinkFailed;
     }
     return corvane::IsMasterStartAccepted(reply, reason) ? corvane::CommandResult::Accepted

@@ -10,13 +10,15 @@
 #include "corvane/link/commands.h"
 #include "corvane/link/packet.h"
 #include "corvane/link/packet_comm.h"
+#include "corvane/link/send_choices.h"
+#include "corvane/link/transmitter.h"
 #include "corvane/random/random_msgr.h"
 #include "corvane/selftimed/self_timed_msgr.h"
 #include "platform/sync.h"
 #include "platform/types.h"
 #include "platform/xml_setup.h"
 
-class CCorvane : public CPacketComm {
+class CCorvane : public CPacketComm, public corvane::Transmitter {
   public:
     static constexpr const wchar_t* kFileVersion = L"3.9.0.8";
     static constexpr const wchar_t* kSetupTag = L"Corvane";
@@ -57,25 +59,27 @@ class CCorvane : public CPacketComm {
     // The only way to talk to the transmitter: session lock (at most `lockWait` ms), open the
     // port, 1500 ms wake, Send, close; on failure with `waitDeadTime` the dead-time wait, still
     // under the session lock. True when a valid reply arrived into `reply`.
-    bool Exchange(const CPacket& request, CPacket& reply, bool waitDeadTime,
+    bool Exchange(const CPacket& request, CPacket& reply, corvane::DeadTime deadTime,
                   DWORD lockWait = INFINITE);
 
     // --- Command set -------------------------------------------------------------------------
-    // An exchange without limit on the lock wait, judged by link success and, when `checked`,
-    // by the refusal rule for checked commands.
-    corvane::CommandResult SendCommand(const CPacket& request, bool checked,
-                                       bool waitDeadTime = false);
-    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, bool checked,
-                                       bool waitDeadTime = false);
+    // An exchange without limit on the lock wait, judged by link success and, with
+    // RefuseOnText, by the refusal rule for checked commands.
+    corvane::CommandResult SendCommand(const CPacket& request, corvane::ReplyCheck check,
+                                       corvane::DeadTime deadTime = corvane::DeadTime::Skip);
+    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply,
+                                       corvane::ReplyCheck check,
+                                       corvane::DeadTime deadTime) override;
     // Parameter writes in order, each an unchecked exchange; false at the first without a valid
     // reply (the rest are not sent).
-    bool SendAll(const std::vector<CPacket>& requests);
+    bool SendAll(const std::vector<CPacket>& requests) override;
     // Loads a formatted message into the self-timed (216) or random (312) transmit buffer as
     // single-byte text. Judged by link success.
-    bool LoadMessage(const std::wstring& text, bool selfTimed, bool waitDeadTime);
+    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
+                     corvane::DeadTime deadTime) override;
     // 40 with SatID, then 37 with LTO; both are sent even when the first fails. True only when
     // both succeeded.
-    bool SendSatIdAndOffset();
+    bool SendSatIdAndOffset() override;
     // 770. Refused only by a reply text other than "Unknown command"; that text is `reason`.
     corvane::CommandResult MasterStart(std::wstring& reason);
 
@@ -100,7 +104,9 @@ class CCorvane : public CPacketComm {
     // time-change subscribers. Marks the time obtained whenever a valid time came. False only
     // when the exchange failed; a reply of the wrong size or without a valid time is true, with
     // no time obtained.
-    bool SynchronizeClock(bool waitDeadTime = false);
+    bool SynchronizeClock(corvane::DeadTime deadTime = corvane::DeadTime::Skip) override;
+
+    bool PushesConfiguration() const override { return InitCorvane; }
 
     // --- State -------------------------------------------------------------------------------
     bool IsRunning() const { return running_.load() != 0; }

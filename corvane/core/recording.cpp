@@ -1,6 +1,8 @@
 // Recording start and stop: bringing the transmitter into the state the settings describe and
 // taking it out again, with one report for the operator.
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "corvane/core/corvane.h"
 #include "corvane/core/report_texts.h"
@@ -8,6 +10,7 @@
 #include "platform/report.h"
 
 using corvane::CommandResult;
+using corvane::ReplyCheck;
 
 namespace {
 
@@ -31,46 +34,83 @@ int StartCode(CommandResult result) {
     return corvane::kReportStartLinkFailed;
 }
 
-StartOutcome PushStartConfiguration(CCorvane& device, bool selfTimedEnabled) {
-    namespace cmd = corvane::cmd;
-    StartOutcome outcome;
-    const auto step = [&](WORD type, bool value, bool checked) {
-        outcome.ended =
-            StartCode(device.SendCommand(corvane::MakeBoolRequest(type, value), checked));
-        return outcome.ended == corvane::kReportNone;
-    };
-    const auto plain = [&](WORD type) {
-        outcome.ended = StartCode(device.SendCommand(CPacket(type), false));
-        return outcome.ended == corvane::kReportNone;
-    };
-    const auto linkStep = [&](bool ok) {
-        outcome.ended = ok ? corvane::kReportNone : corvane::kReportStartLinkFailed;
-        return ok;
-    };
+// One step of the start push. It returns the report code that ends the push (kReportNone
+// lets it go on) and may note in the outcome what does not end it.
+using StartStepRun = std::function<int(CCorvane&, StartOutcome&)>;
 
-    if (!step(cmd::kOpenSession, true, false) || !plain(cmd::kMasterStop) ||
-        !step(cmd::kSelfTimedEnable, false, true) || !step(cmd::kRandomEnable, false, false) ||
-        !step(cmd::kParam338, false, true) || !linkStep(device.SendSatIdAndOffset()) ||
-        !linkStep(device.SynchronizeClock())) {
-        return outcome;
+enum class StartStepWhen { Always, SelfTimedEnabled };
+
+struct StartStep {
+    StartStepWhen when;
+    StartStepRun run;
+};
+
+// A command judged by its reply: refused, or not answered.
+StartStepRun Command(CPacket request, ReplyCheck check) {
+    return [request = std::move(request), check](CCorvane& device, StartOutcome&) {
+        return StartCode(device.SendCommand(request, check));
+    };
+}
+
+// An operation that either got its replies or did not.
+StartStepRun LinkStep(bool (*operation)(CCorvane&)) {
+    return [operation](CCorvane& device, StartOutcome&) {
+        return operation(device) ? corvane::kReportNone : corvane::kReportStartLinkFailed;
+    };
+}
+
+int SynchronizeClockStep(CCorvane& device, StartOutcome& outcome) {
+    if (!device.SynchronizeClock()) {
+        return corvane::kReportStartLinkFailed;
     }
+    // A transmitter without a valid time is told to the operator but does not end the push.
     outcome.noTime = !device.HasTimeBeenObtained();
-    if (!linkStep(device.SelfTimed().UploadConfig()) ||
-        !linkStep(device.Random().PushRandomConfig())) {
-        return outcome;
-    }
-    if (selfTimedEnabled && !step(cmd::kSelfTimedEnable, true, true)) {
-        return outcome;
-    }
+    return corvane::kReportNone;
+}
+
+int MasterStartStep(CCorvane& device, StartOutcome& outcome) {
     switch (device.MasterStart(outcome.reason)) {
         case CommandResult::Accepted:
-            break;
-        case CommandResult::LinkFailed:
-            outcome.ended = corvane::kReportStartLinkFailed;
-            break;
+            return corvane::kReportNone;
         case CommandResult::Refused:
-            outcome.ended = corvane::kReportMasterStartRefused;
+            return corvane::kReportMasterStartRefused;
+        case CommandResult::LinkFailed:
             break;
+    }
+    return corvane::kReportStartLinkFailed;
+}
+
+// 506, 771, 200 off, 300 off, 338 off, satellite id and offset, clock synchronisation, the
+// self-timed upload, the random push, 200 on (self-timed only), 770: ending at the first step
+// that fails.
+StartOutcome PushStartConfiguration(CCorvane& device, bool selfTimedEnabled) {
+    namespace cmd = corvane::cmd;
+    using corvane::MakeBoolRequest;
+    using When = StartStepWhen;
+    const StartStep steps[] = {
+        {When::Always, Command(MakeBoolRequest(cmd::kOpenSession, true), ReplyCheck::LinkOnly)},
+        {When::Always, Command(CPacket(cmd::kMasterStop), ReplyCheck::LinkOnly)},
+        {When::Always,
+         Command(MakeBoolRequest(cmd::kSelfTimedEnable, false), ReplyCheck::RefuseOnText)},
+        {When::Always, Command(MakeBoolRequest(cmd::kRandomEnable, false), ReplyCheck::LinkOnly)},
+        {When::Always, Command(MakeBoolRequest(cmd::kParam338, false), ReplyCheck::RefuseOnText)},
+        {When::Always, LinkStep([](CCorvane& d) { return d.SendSatIdAndOffset(); })},
+        {When::Always, SynchronizeClockStep},
+        {When::Always, LinkStep([](CCorvane& d) { return d.SelfTimed().UploadConfig(); })},
+        {When::Always, LinkStep([](CCorvane& d) { return d.Random().PushRandomConfig(); })},
+        {When::SelfTimedEnabled,
+         Command(MakeBoolRequest(cmd::kSelfTimedEnable, true), ReplyCheck::RefuseOnText)},
+        {When::Always, MasterStartStep},
+    };
+    StartOutcome outcome;
+    for (const StartStep& step : steps) {
+        if (step.when == When::SelfTimedEnabled && !selfTimedEnabled) {
+            continue;
+        }
+        outcome.ended = step.run(device, outcome);
+        if (outcome.ended != corvane::kReportNone) {
+            break;
+        }
     }
     return outcome;
 }
@@ -80,16 +120,16 @@ CommandResult CommandTransmitterOff(CCorvane& device) {
     namespace cmd = corvane::cmd;
     struct Step {
         CPacket request;
-        bool checked;
+        ReplyCheck check;
     };
     const Step steps[] = {
-        {CPacket(cmd::kMasterStop), false},
-        {corvane::MakeBoolRequest(cmd::kSelfTimedEnable, false), true},
-        {corvane::MakeBoolRequest(cmd::kRandomEnable, false), false},
-        {corvane::MakeBoolRequest(cmd::kParam338, false), true},
+        {CPacket(cmd::kMasterStop), ReplyCheck::LinkOnly},
+        {corvane::MakeBoolRequest(cmd::kSelfTimedEnable, false), ReplyCheck::RefuseOnText},
+        {corvane::MakeBoolRequest(cmd::kRandomEnable, false), ReplyCheck::LinkOnly},
+        {corvane::MakeBoolRequest(cmd::kParam338, false), ReplyCheck::RefuseOnText},
     };
     for (const Step& step : steps) {
-        const CommandResult result = device.SendCommand(step.request, step.checked);
+        const CommandResult result = device.SendCommand(step.request, step.check);
         if (result != CommandResult::Accepted) {
             return result;
         }

@@ -63,8 +63,8 @@ CPacket MakeWordRequest(WORD type, int value) {
     return request;
 }
 
-bool MakeMessageRequest(const std::wstring& text, bool selfTimed, CPacket& request) {
-    request = CPacket(selfTimed ? cmd::kStLoadBuffer : cmd::kRtLoadBuffer);
+bool MakeMessageRequest(const std::wstring& text, TxBuffer buffer, CPacket& request) {
+    request = CPacket(buffer == TxBuffer::SelfTimed ? cmd::kStLoadBuffer : cmd::kRtLoadBuffer);
     return request.SetBytes(ToSingleByte(text));
 }
 
@@ -72,11 +72,11 @@ bool IsCheckedReplyAccepted(const CPacket& reply) {
     return reply.Payload().empty() || reply.Payload()[0] != 0;
 }
 
-CommandResult JudgeReply(bool linkOk, const CPacket& reply, bool checked) {
+CommandResult JudgeReply(bool linkOk, const CPacket& reply, ReplyCheck check) {
     if (!linkOk) {
         return CommandResult::LinkFailed;
     }
-    if (checked && !IsCheckedReplyAccepted(reply)) {
+    if (check == ReplyCheck::RefuseOnText && !IsCheckedReplyAccepted(reply)) {
         return CommandResult::Refused;
     }
     return CommandResult::Accepted;

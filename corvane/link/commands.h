@@ -4,6 +4,7 @@
 #include <string>
 
 #include "corvane/link/packet.h"
+#include "corvane/link/send_choices.h"
 #include "platform/types.h"
 
 namespace corvane {
@@ -27,14 +28,14 @@ CPacket MakeByteRequest(WORD type, BYTE value);
 CPacket MakeWordRequest(WORD type, int value);
 // The message as single-byte text, the whole payload, no terminator: 216 (self-timed) or 312
 // (random). False when the text is longer than a packet carries.
-bool MakeMessageRequest(const std::wstring& text, bool selfTimed, CPacket& request);
+bool MakeMessageRequest(const std::wstring& text, TxBuffer buffer, CPacket& request);
 
 // The rule for checked commands: refused when the reply's payload is not empty and its first
 // byte is 0; an empty payload or a non-zero first byte is acceptance.
 bool IsCheckedReplyAccepted(const CPacket& reply);
 
 // Judges a command by its link result and, for checked commands, by its reply.
-CommandResult JudgeReply(bool linkOk, const CPacket& reply, bool checked);
+CommandResult JudgeReply(bool linkOk, const CPacket& reply, ReplyCheck check);
 
 // The master start rule: an empty or one-byte reply is acceptance; a longer one is text, and
 // that text is acceptance only when it is exactly "Unknown command" (a transmitter that does

@@ -41,7 +41,7 @@ bool WaitForDeadtime(TWaitable& stopEvent) {
 }
 
 bool Exchange(const SessionContext& session, const CPacket& request, CPacket& reply,
-              bool waitDeadTime, DWORD lockWait) {
+              DeadTime deadTime, DWORD lockWait) {
     TSingleLock lock(session.sessionLock);
     bool ok = false;
     if (lock.Lock(lockWait)) {
@@ -52,7 +52,7 @@ bool Exchange(const SessionContext& session, const CPacket& request, CPacket& re
             CloseSessionPort(session.link);
         }
     }
-    if (!ok && waitDeadTime) {
+    if (!ok && deadTime == DeadTime::Wait) {
         WaitForDeadtime(session.stopEvent);
     }
     return ok;

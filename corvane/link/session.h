@@ -7,6 +7,7 @@
 
 #include "corvane/link/packet.h"
 #include "corvane/link/packet_comm.h"
+#include "corvane/link/send_choices.h"
 #include "platform/sync.h"
 #include "platform/types.h"
 
@@ -40,10 +41,10 @@ struct SessionContext {
 };
 
 // One exchange: take the session lock within `lockWait` ms; open the port; let the transmitter
-// wake for 1500 ms; Send (same lock wait); close. When it did not succeed and `waitDeadTime` is
-// set, the dead-time wait runs while the session lock is still held. True when a valid reply
+// wake for 1500 ms; Send (same lock wait); close. When it did not succeed and `deadTime` is
+// Wait, the dead-time wait runs while the session lock is still held. True when a valid reply
 // arrived.
 bool Exchange(const SessionContext& session, const CPacket& request, CPacket& reply,
-              bool waitDeadTime, DWORD lockWait);
+              DeadTime deadTime, DWORD lockWait);
 
 }  // namespace corvane

@@ -1,10 +1,10 @@
 #include "corvane/random/random_msgr.h"
 
-#include "corvane/core/corvane.h"
 #include "corvane/random/random_config_push.h"
 #include "platform/report.h"
 
-CRandomMsgr::CRandomMsgr(CCorvane& device) : device_(device), worker_("random messenger") {}
+CRandomMsgr::CRandomMsgr(corvane::Transmitter& transmitter)
+    : transmitter_(transmitter), worker_("random messenger") {}
 
 CRandomMsgr::~CRandomMsgr() = default;
 
@@ -26,7 +26,7 @@ bool CRandomMsgr::ValidateRandomSetup(std::wstring& /*errors*/) const {
 }
 
 bool CRandomMsgr::PushRandomConfig() {
-    if (!device_.SendAll(corvane::RandomConfigRequests(settings_))) {
+    if (!transmitter_.SendAll(corvane::RandomConfigRequests(settings_))) {
         return false;
     }
     if (RandomTypeHasAntenna(settings_.Type)) {

@@ -1,24 +1,24 @@
 // The random messenger: owns the random settings, its thread and the thread's stop event, and
 // pushes the settings into the transmitter when recording starts. The scheduler, the block lists
 // and the alarm slots are built on top of this class. It talks to the transmitter only through
-// the device object that owns it.
+// the narrow Transmitter interface, which the device object that owns it implements.
 #pragma once
 
 #include <memory>
 #include <string>
 
+#include "corvane/link/transmitter.h"
 #include "corvane/random/random_settings.h"
 #include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
 
-class CCorvane;
-
 class CRandomMsgr {
   public:
     // The settings hold their defaults with Antenna 0; the stop event is created set (stopped).
-    // `device` owns the messenger and outlives it; it is not used during construction.
-    explicit CRandomMsgr(CCorvane& device);
+    // `transmitter` (the device object that owns the messenger) outlives it; it is not used
+    // during construction.
+    explicit CRandomMsgr(corvane::Transmitter& transmitter);
     // Stops the thread if it still runs.
     ~CRandomMsgr();
     CRandomMsgr(const CRandomMsgr&) = delete;
@@ -57,7 +57,7 @@ class CRandomMsgr {
   private:
     void ThreadProc();
 
-    CCorvane& device_;
+    corvane::Transmitter& transmitter_;
     RandomSettings settings_;
     CMessengerThread worker_;
 };

@@ -1,10 +1,10 @@
 #include "corvane/selftimed/self_timed_msgr.h"
 
-#include "corvane/core/corvane.h"
 #include "corvane/selftimed/self_timed_upload.h"
 #include "platform/report.h"
 
-SelfTimedMsgr::SelfTimedMsgr(CCorvane& device) : device_(device), worker_("self-timed messenger") {}
+SelfTimedMsgr::SelfTimedMsgr(corvane::Transmitter& transmitter)
+    : transmitter_(transmitter), worker_("self-timed messenger") {}
 
 SelfTimedMsgr::~SelfTimedMsgr() = default;
 
@@ -26,7 +26,7 @@ bool SelfTimedMsgr::ValidateSetup(std::wstring& /*errors*/) const {
 }
 
 bool SelfTimedMsgr::UploadConfig() {
-    return device_.SendAll(corvane::SelfTimedUploadRequests(settings_));
+    return transmitter_.SendAll(corvane::SelfTimedUploadRequests(settings_));
 }
 
 bool SelfTimedMsgr::Start() {

@@ -1,23 +1,24 @@
 // The self-timed messenger: owns the self-timed settings, its thread and the thread's stop
 // event, and copies the settings into the transmitter when recording starts. It talks to the
-// transmitter only through the device object that owns it.
+// transmitter only through the narrow Transmitter interface, which the device object that
+// owns it implements.
 #pragma once
 
 #include <memory>
 #include <string>
 
+#include "corvane/link/transmitter.h"
 #include "corvane/selftimed/self_timed_settings.h"
 #include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
 
-class CCorvane;
-
 class SelfTimedMsgr {
   public:
     // The settings hold their construction values; the stop event is created set (stopped).
-    // `device` owns the messenger and outlives it; it is not used during construction.
-    explicit SelfTimedMsgr(CCorvane& device);
+    // `transmitter` (the device object that owns the messenger) outlives it; it is not used
+    // during construction.
+    explicit SelfTimedMsgr(corvane::Transmitter& transmitter);
     // Stops the thread if it still runs.
     ~SelfTimedMsgr();
     SelfTimedMsgr(const SelfTimedMsgr&) = delete;
@@ -41,7 +42,7 @@ class SelfTimedMsgr {
     bool ValidateSetup(std::wstring& errors) const;
 
     // Copies the settings into the transmitter (the writes of SelfTimedUploadRequests, each
-    // through the device's exchange without limit on the lock wait). False at the first write
+    // through the transmitter's exchange without limit on the lock wait). False at the first write
     // that gets no valid reply; the rest are not sent. A refusing reply does not end it.
     bool UploadConfig();
 
@@ -56,7 +57,7 @@ class SelfTimedMsgr {
   private:
     void ThreadProc();
 
-    CCorvane& device_;
+    corvane::Transmitter& transmitter_;
     SelfTimedSettings settings_;
     CMessengerThread worker_;
 };

@@ -56,11 +56,15 @@ TEST(PacketEncoding, EveryEncodingLaysOutItsBytesMostSignificantFirst) {
         {"local time offset -5", corvane::MakeLocalOffsetRequest(-5), {0xFF, 0xFB}, 37},
         {"offset: low 16 bits", corvane::MakeLocalOffsetRequest(0x12345), {0x23, 0x45}, 37},
         {"self-timed message, single-byte text",
-         Made([](CPacket& p) { EXPECT_TRUE(corvane::MakeMessageRequest(L"HG\xE9", true, p)); }),
+         Made([](CPacket& p) {
+             EXPECT_TRUE(corvane::MakeMessageRequest(L"HG\xE9", corvane::TxBuffer::SelfTimed, p));
+         }),
          {'H', 'G', 0xE9},
          216},
         {"random message, wide character as '?'",
-         Made([](CPacket& p) { EXPECT_TRUE(corvane::MakeMessageRequest(L"a\x263A", false, p)); }),
+         Made([](CPacket& p) {
+             EXPECT_TRUE(corvane::MakeMessageRequest(L"a\x263A", corvane::TxBuffer::Random, p));
+         }),
          {'a', '?'},
          312},
     };
@@ -125,12 +129,14 @@ TEST(ReplyRules, CheckedCommandsAndMasterStartJudgeTheirReplies) {
         SCOPED_TRACE(row.legend);
         CPacket reply(0);
         reply.SetBytes(Bytes(row.payload));
-        EXPECT_EQ(corvane::JudgeReply(true, reply, true), row.checkedAccepted
-                                                              ? corvane::CommandResult::Accepted
-                                                              : corvane::CommandResult::Refused);
-        EXPECT_EQ(corvane::JudgeReply(true, reply, false), corvane::CommandResult::Accepted)
+        EXPECT_EQ(corvane::JudgeReply(true, reply, corvane::ReplyCheck::RefuseOnText),
+                  row.checkedAccepted ? corvane::CommandResult::Accepted
+                                      : corvane::CommandResult::Refused);
+        EXPECT_EQ(corvane::JudgeReply(true, reply, corvane::ReplyCheck::LinkOnly),
+                  corvane::CommandResult::Accepted)
             << "unchecked commands are judged by the link alone";
-        EXPECT_EQ(corvane::JudgeReply(false, reply, true), corvane::CommandResult::LinkFailed);
+        EXPECT_EQ(corvane::JudgeReply(false, reply, corvane::ReplyCheck::RefuseOnText),
+                  corvane::CommandResult::LinkFailed);
         std::wstring reason = L"untouched";
         EXPECT_EQ(corvane::IsMasterStartAccepted(reply, reason), row.masterStartAccepted);
         EXPECT_EQ(reason, row.masterStartAccepted

@@ -15,10 +15,11 @@ constexpr Micros kMs = 1000;
 class Session : public linktest::PeerTest {
   protected:
     // One exchange through the port of `portIndex` (0: COM2:, where the peer is).
-    bool Exchange(WORD type, bool waitDeadTime, DWORD lockWait = INFINITE, int portIndex = 0) {
+    bool Exchange(WORD type, corvane::DeadTime deadTime, DWORD lockWait = INFINITE,
+                  int portIndex = 0) {
         CPacket reply;
         return corvane::Exchange({link_, sessionLock_, portIndex, stopEvent_}, CPacket(type), reply,
-                                 waitDeadTime, lockWait);
+                                 deadTime, lockWait);
     }
 
     CPacketComm link_;
@@ -36,14 +37,14 @@ TEST(PortNames, IndexesZeroToSevenNameCom2ToCom9AndOthersNameNothing) {
 TEST_F(Session, UnopenablePortGivesOneWarningPerExchangeAndGivesTheLockBack) {
     peer_->Script({linktest::Reply(4)});
     const Micros start = tarvo::host::NowMicros();
-    EXPECT_FALSE(Exchange(4, false, INFINITE, 3));  // COM5: is not mapped
-    EXPECT_FALSE(Exchange(4, false, INFINITE, 3));
-    EXPECT_FALSE(Exchange(4, false, INFINITE, 8));  // past the list
+    EXPECT_FALSE(Exchange(4, corvane::DeadTime::Skip, INFINITE, 3));  // COM5: is not mapped
+    EXPECT_FALSE(Exchange(4, corvane::DeadTime::Skip, INFINITE, 3));
+    EXPECT_FALSE(Exchange(4, corvane::DeadTime::Skip, INFINITE, 8));  // past the list
     EXPECT_EQ(tarvo::host::NowMicros(), start)
         << "no wake delay without a port, no dead time unless asked";
     EXPECT_EQ(log_.Count(TReportLevel::Warning, "Failed to open corvane communications port."), 3u);
     // The lock was given back each time: the right port works at once.
-    EXPECT_TRUE(Exchange(4, false));
+    EXPECT_TRUE(Exchange(4, corvane::DeadTime::Skip));
 }
 
 // A messenger's exchange on a dead line costs the wake, three attempts and the dead time, all
@@ -52,10 +53,11 @@ TEST_F(Session, DeadTimeHoldsTheSessionLockSoAStatusQueryGivesUpAfter5000ms) {
     peer_->Script({linktest::kSilence, linktest::kSilence, linktest::kSilence, linktest::Reply(4)});
     const Micros t0 = tarvo::host::NowMicros();
     std::optional<bool> messengerResult;
-    TThread messenger([&] { messengerResult = Exchange(216, true); }, "messenger");
+    TThread messenger([&] { messengerResult = Exchange(216, corvane::DeadTime::Wait); },
+                      "messenger");
     // Its dead time runs from 1500 + 3 * 2000 + 2 * 110 = 7720 ms to 37720 ms.
     Sleep(10000);
-    EXPECT_FALSE(Exchange(4, false, corvane::kOperatorLockWaitMs));
+    EXPECT_FALSE(Exchange(4, corvane::DeadTime::Skip, corvane::kOperatorLockWaitMs));
     EXPECT_FALSE(line_->PortIsOpen()) << "closed before the dead time and left so by the query";
     EXPECT_EQ(tarvo::host::NowMicros() - t0, 15000 * kMs);
     EXPECT_EQ(peer_->Requests().size(), 3u);
@@ -63,7 +65,7 @@ TEST_F(Session, DeadTimeHoldsTheSessionLockSoAStatusQueryGivesUpAfter5000ms) {
 
     // Without a limit it goes through once the dead time is over, after the wake, and leaves
     // the port free.
-    EXPECT_TRUE(Exchange(4, false));
+    EXPECT_TRUE(Exchange(4, corvane::DeadTime::Skip));
     EXPECT_EQ(peer_->Requests().back().at - t0, (37720 + 1500) * kMs);
     EXPECT_FALSE(line_->PortIsOpen());
     messenger.Join();
