@@ -1,0 +1,61 @@
+// A transmitter for messenger tests: it records every request and answers as its script says,
+// with no device object, port or simulator behind it.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "corvane/link/packet.h"
+#include "corvane/link/transmitter.h"
+
+namespace corvanetest {
+
+class ScriptedTransmitter : public corvane::Transmitter {
+  public:
+    // Type codes whose exchange gets no valid reply; every other request is accepted.
+    std::set<WORD> silent;
+
+    // What was asked, in order: the type codes of the requests (a loaded message is its 216 or
+    // 312), and the messages' texts.
+    std::vector<WORD> requests;
+    std::vector<std::wstring> messages;
+    int clockSyncs = 0;
+
+    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, corvane::ReplyCheck,
+                                       corvane::DeadTime) override {
+        reply = CPacket(request.GetType());
+        return Answer(request.GetType()) ? corvane::CommandResult::Accepted
+                                         : corvane::CommandResult::LinkFailed;
+    }
+    bool SendAll(const std::vector<CPacket>& list) override {
+        for (const CPacket& request : list)
+            if (!Answer(request.GetType()))
+                return false;
+        return true;
+    }
+    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
+                     corvane::DeadTime) override {
+        messages.push_back(text);
+        return Answer(buffer == corvane::TxBuffer::SelfTimed ? 216 : 312);
+    }
+    bool SynchronizeClock(corvane::DeadTime) override {
+        ++clockSyncs;
+        return Answer(35);
+    }
+    bool SendSatIdAndOffset() override {
+        const bool id = Answer(40);
+        return Answer(37) && id;
+    }
+    bool PushesConfiguration() const override { return pushes; }
+
+    bool pushes = true;
+
+  private:
+    bool Answer(WORD type) {
+        requests.push_back(type);
+        return silent.count(type) == 0;
+    }
+};
+
+}  // namespace corvanetest
