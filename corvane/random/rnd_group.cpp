@@ -24,9 +24,9 @@ RndGroup::RndGroup(GroupAlarmSignals& signals)
     : TModule(L"RndGroup"),
       signals_(signals),
       group_(AddProperty(TProperty::Integer(L"Group", 2))),
-      label_(AddProperty(TProperty::Text(L"Label", L"B2"))) {
-    AddProperty(TProperty::Text(L"Interval", L"00:15:00"));
-    AddProperty(TProperty::Text(L"Offset", L"00:00:00"));
+      label_(AddProperty(TProperty::Text(L"Label", L"B2"))),
+      interval_(AddProperty(TProperty::Text(L"Interval", L"00:15:00"))),
+      offset_(AddProperty(TProperty::Text(L"Offset", L"00:00:00"))) {
     hiLimit_ = AddProperty(TProperty::Real(L"HiLimit", 5.0));
     lowLimit_ = AddProperty(TProperty::Real(L"LowLimit", 2.5));
     rocMag_ = AddProperty(TProperty::Integer(L"ROCMag", 3));
@@ -57,6 +57,14 @@ int RndGroup::Group() const {
 
 std::wstring RndGroup::Label() const {
     return label_->GetText();
+}
+
+std::wstring RndGroup::Offset() const {
+    return offset_->GetText();
+}
+
+std::wstring RndGroup::Interval() const {
+    return interval_->GetText();
 }
 
 void RndGroup::Reset() {

@@ -42,6 +42,9 @@ class RndGroup : public TModule {
 
     int Group() const;
     std::wstring Label() const;
+    // The group's data time and data interval, as their "HH:MM:SS" texts.
+    std::wstring Offset() const;
+    std::wstring Interval() const;
     bool IsGroupInAlarm() const { return groupInAlarm_.load(); }
 
   private:
@@ -58,6 +61,8 @@ class RndGroup : public TModule {
     GroupAlarmSignals& signals_;
     TProperty* group_;
     TProperty* label_;
+    TProperty* interval_;
+    TProperty* offset_;
     TProperty* hiLimit_;
     TProperty* lowLimit_;
     TProperty* rocMag_;
