@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,10 @@ struct Scenario {
     std::vector<GroupRow> groups;
     std::wstring errors;  // empty: the check passes
 };
+
+void PrintTo(const Scenario& s, std::ostream* os) {
+    *os << s.legend;
+}
 
 class RandomConsistency : public ::testing::TestWithParam<Scenario> {};
 
