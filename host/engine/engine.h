@@ -45,7 +45,9 @@ class HostEngine : public CEngine {
     HostEngine();
     ~HostEngine() override;
 
-    // CEngine.
+    // CEngine. The setup lock is what a plug-in holds while it changes its settings (a dialog,
+    // the front-panel menu); loading and saving take it too, unless the calling thread already
+    // holds it, so a plug-in may save from inside its own locked edit.
     bool LockSetup(DWORD wait, int flag) override;
     void UnlockSetup() override;
     // Writes the setup back to the file it was loaded from when what the plug-ins and the graph
@@ -100,7 +102,12 @@ class HostEngine : public CEngine {
 
     bool Adopt(SetupFile file, const std::string& path, const std::string& name,
                std::string& error);
-    bool BuildSetupLocked(SetupFile& file, std::string& error);
+    // Holds the setup lock for the engine's own reads and writes of the setup, unless this
+    // thread already holds it through LockSetup.
+    class SetupGuard;
+    // The setup as it would be saved now. The caller holds the setup lock (a SetupGuard), so
+    // that no plug-in changes its settings, and no load replaces them, half-way.
+    bool ComposeSetup(SetupFile& file, std::string& error);
     bool BuildGraph(const GraphDescription& description, const std::string& fileName, Graph& graph,
                     std::string& error);
     GraphDescription DescribeGraph() const;
@@ -110,7 +117,8 @@ class HostEngine : public CEngine {
 
     TEvent stopEvent_;
     TSemaphore setupLock_;
-    TSemaphore runLock_;  // Run and Stop, one at a time
+    std::atomic<std::thread::id> setupOwner_{};  // who holds setupLock_, while someone does
+    TSemaphore runLock_;                         // Run and Stop, one at a time
     std::atomic<bool> running_{false};
 
     std::unique_ptr<TModuleFactory> hostFactory_;

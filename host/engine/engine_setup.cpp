@@ -1,6 +1,7 @@
 #include "host/engine/engine.h"
 
 #include <filesystem>
+#include <thread>
 
 #include "host/engine/internal/engine_messages.h"
 #include "host/engine/plugin.h"
@@ -21,11 +22,34 @@ bool StartsWithElement(const std::string& text, const std::string& name) {
 
 }  // namespace
 
+class HostEngine::SetupGuard {
+  public:
+    explicit SetupGuard(HostEngine& engine)
+        : engine_(engine), take_(engine.setupOwner_.load() != std::this_thread::get_id()) {
+        if (take_)
+            engine_.LockSetup(INFINITE, 0);
+    }
+    ~SetupGuard() {
+        if (take_)
+            engine_.UnlockSetup();
+    }
+    SetupGuard(const SetupGuard&) = delete;
+    SetupGuard& operator=(const SetupGuard&) = delete;
+
+  private:
+    HostEngine& engine_;
+    const bool take_;
+};
+
 bool HostEngine::LockSetup(DWORD wait, int /*flag*/) {
-    return setupLock_.Lock(wait);
+    if (!setupLock_.Lock(wait))
+        return false;
+    setupOwner_.store(std::this_thread::get_id());
+    return true;
 }
 
 void HostEngine::UnlockSetup() {
+    setupOwner_.store(std::thread::id());
     setupLock_.Unlock();
 }
 
@@ -81,7 +105,7 @@ bool HostEngine::Adopt(SetupFile file, const std::string& path, const std::strin
     if (!BuildGraph(description, name, graph, error))
         return false;
 
-    TSingleLock lock(setupLock_, true);
+    SetupGuard guard(*this);
     ClearGraph();
     graph_ = std::move(graph);
     setup_ = std::move(file);
@@ -103,7 +127,7 @@ bool HostEngine::Adopt(SetupFile file, const std::string& path, const std::strin
     return true;
 }
 
-bool HostEngine::BuildSetupLocked(SetupFile& file, std::string& error) {
+bool HostEngine::ComposeSetup(SetupFile& file, std::string& error) {
     file = setup_;
     bool ok = true;
     for (auto& p : plugins_) {
@@ -129,12 +153,14 @@ bool HostEngine::BuildSetupLocked(SetupFile& file, std::string& error) {
 }
 
 bool HostEngine::BuildSetup(SetupFile& file, std::string& error) {
-    return BuildSetupLocked(file, error);
+    SetupGuard guard(*this);
+    return ComposeSetup(file, error);
 }
 
 bool HostEngine::SaveSetup(const std::string& path, std::string& error) {
+    SetupGuard guard(*this);
     SetupFile file;
-    if (!BuildSetupLocked(file, error))
+    if (!ComposeSetup(file, error))
         return false;
     if (!file.Save(path, error))
         return false;
@@ -143,9 +169,10 @@ bool HostEngine::SaveSetup(const std::string& path, std::string& error) {
 }
 
 bool HostEngine::AutoSaveSetup() {
+    SetupGuard guard(*this);
     SetupFile file;
     std::string error;
-    if (!BuildSetupLocked(file, error)) {
+    if (!ComposeSetup(file, error)) {
         TReport::Warning("Setup not saved: %s", error.c_str());
         return false;
     }

@@ -108,6 +108,57 @@ TEST(Engine, SetupLockIsExclusiveAndTimesOut) {
     engine.UnlockSetup();
 }
 
+TEST(Engine, SavesWaitForTheSetupLockExceptInTheThreadThatHoldsIt) {
+    ScopedVirtualClock clock(kStart);
+    TempDir dir;
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetupText(SetupText(Block("Source", "S", "Interval=\"00:01:00\"")),
+                                     "locked.xml", error))
+        << error;
+    ASSERT_TRUE(engine.LockSetup(1000, 0));
+    // A plug-in saving from inside its own locked edit must not wait for itself.
+    EXPECT_TRUE(engine.SaveSetup(dir.File("holder.xml"), error)) << error;
+    TTime savedAt;
+    TThread other(
+        [&] {
+            std::string otherError;
+            EXPECT_TRUE(engine.SaveSetup(dir.File("other.xml"), otherError)) << otherError;
+            savedAt = TTime::GetCurrentTime();
+        },
+        "other saver");
+    Sleep(5000);
+    engine.UnlockSetup();
+    other.Join();
+    EXPECT_EQ(savedAt, kStart + TTimeSpan::FromSeconds(5)) << "the save waited for the unlock";
+}
+
+TEST(Engine, ASaveOnOneThreadNeverSeesHalfOfALoadOnAnother) {
+    HostEngine engine;
+    const std::string first = SetupText(Block("Source", "A", "Interval=\"00:01:00\""));
+    const std::string second = SetupText(Block("Source", "B", "Interval=\"00:02:00\"") +
+                                         Block("Source", "C", "Interval=\"00:03:00\""));
+    std::string error;
+    ASSERT_TRUE(engine.LoadSetupText(first, "a.xml", error)) << error;
+    TThread loader(
+        [&] {
+            std::string loadError;
+            for (int i = 0; i < 200; ++i)
+                EXPECT_TRUE(engine.LoadSetupText(i % 2 ? first : second, "ab.xml", loadError));
+        },
+        "loader");
+    for (int i = 0; i < 200; ++i) {
+        tarvo::host::SetupFile file;
+        ASSERT_TRUE(engine.BuildSetup(file, error)) << error;
+        const std::string text = file.ToText();
+        const bool a = text.find("Name = \"A\"") != std::string::npos;
+        const bool bc = text.find("Name = \"B\"") != std::string::npos &&
+                        text.find("Name = \"C\"") != std::string::npos;
+        EXPECT_NE(a, bc) << text;
+    }
+    loader.Join();
+}
+
 // A source and a Log block over one simulated day: exactly the readings the schedule implies.
 TEST(Engine, SourceAndLogOverADayGiveExactlyTheScheduledReadings) {
     struct Case {
