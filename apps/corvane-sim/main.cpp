@@ -10,9 +10,9 @@
 #include <string>
 
 #include "apps/corvane-sim/options.h"
-#include "sim/host_time_source.h"
-#include "sim/pty_line.h"
-#include "sim/transmitter.h"
+#include "sim/faces/host_time_source.h"
+#include "sim/faces/pty_line.h"
+#include "sim/model/transmitter.h"
 
 namespace {
 

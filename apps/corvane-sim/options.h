@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/transmitter.h"
+#include "sim/model/transmitter.h"
 
 namespace tarvo::sim {
 

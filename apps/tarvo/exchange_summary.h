@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/records.h"
+#include "sim/model/records.h"
 
 namespace tarvo::runner {
 

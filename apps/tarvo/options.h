@@ -9,7 +9,7 @@
 
 #include "platform/report.h"
 #include "platform/time.h"
-#include "sim/faults.h"
+#include "sim/model/faults.h"
 
 namespace tarvo::runner {
 

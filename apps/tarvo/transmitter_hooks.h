@@ -13,7 +13,7 @@
 
 #include "apps/tarvo/corvane_port.h"
 #include "apps/tarvo/run_session.h"
-#include "sim/in_process_transmitter.h"
+#include "sim/faces/in_process_transmitter.h"
 
 namespace tarvo::runner {
 

@@ -13,9 +13,9 @@
 #include "apps/tarvo/corvane_port.h"
 #include "apps/tarvo/exchange_summary.h"
 #include "host/setup/setup_file.h"
-#include "sim/frame.h"
-#include "sim/time_source.h"
-#include "sim/transmitter.h"
+#include "sim/model/time_source.h"
+#include "sim/model/transmitter.h"
+#include "sim/wire/frame.h"
 
 namespace {
 

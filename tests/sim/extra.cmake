@@ -12,8 +12,8 @@ if(TARVO_BUILD_FUZZ)
     message(WARNING "TARVO_BUILD_FUZZ needs clang; the simulator's fuzz target is not built")
   else()
     # The model alone, without the host faces, so that the target needs nothing but itself.
-    file(GLOB sim_model_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/sim/*.cpp)
-    list(FILTER sim_model_sources EXCLUDE REGEX "/(in_process_transmitter|host_time_source|pty_line)\\.cpp$")
+    file(GLOB sim_model_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/sim/model/*.cpp
+         ${PROJECT_SOURCE_DIR}/sim/wire/*.cpp)
     add_executable(sim_fuzz ${CMAKE_CURRENT_LIST_DIR}/fuzz/transmitter_fuzz.cpp
                             ${sim_model_sources})
     target_include_directories(sim_fuzz PRIVATE ${PROJECT_SOURCE_DIR})

@@ -5,11 +5,11 @@
 #include <span>
 #include <string>
 
-#include "sim/crc16.h"
-#include "sim/frame.h"
-#include "sim/frame_reader.h"
-#include "sim/records.h"
+#include "sim/model/records.h"
 #include "sim/support/wire.h"
+#include "sim/wire/crc16.h"
+#include "sim/wire/frame.h"
+#include "sim/wire/frame_reader.h"
 
 using namespace tarvo::sim;
 using namespace simtest;

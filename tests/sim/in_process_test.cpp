@@ -8,7 +8,7 @@
 #include "host/clock/clock.h"
 #include "platform/clock.h"
 #include "platform/time.h"
-#include "sim/in_process_transmitter.h"
+#include "sim/faces/in_process_transmitter.h"
 #include "sim/support/logger_port.h"
 
 using namespace tarvo::sim;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/self_timed_schedule.h"
+#include "sim/model/self_timed_schedule.h"
 #include "sim/support/device_fixture.h"
 
 using namespace tarvo::sim;

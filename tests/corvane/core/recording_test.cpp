@@ -24,9 +24,9 @@
 #include "host/clock/clock.h"
 #include "host/dialogs/dialogs.h"
 #include "host/log/report_sinks.h"
-#include "sim/calendar.h"
-#include "sim/in_process_transmitter.h"
-#include "sim/records.h"
+#include "sim/faces/in_process_transmitter.h"
+#include "sim/model/calendar.h"
+#include "sim/model/records.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "sim/frame.h"
-#include "sim/time_source.h"
-#include "sim/transmitter.h"
+#include "sim/model/time_source.h"
+#include "sim/model/transmitter.h"
+#include "sim/wire/frame.h"
 #include "tests/sim/support/wake_loop.h"
 
 using namespace tarvo::sim;

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "sim/model/time_source.h"
+#include "sim/model/transmitter.h"
 #include "sim/support/wake_loop.h"
 #include "sim/support/wire.h"
-#include "sim/time_source.h"
-#include "sim/transmitter.h"
 
 namespace simtest {
 

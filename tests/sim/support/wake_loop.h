@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "sim/time_source.h"
-#include "sim/transmitter.h"
+#include "sim/model/time_source.h"
+#include "sim/model/transmitter.h"
 
 namespace simtest {
 

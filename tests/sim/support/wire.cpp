@@ -3,7 +3,7 @@
 #include <array>
 #include <chrono>
 
-#include "sim/records.h"
+#include "sim/model/records.h"
 
 namespace simtest {
 

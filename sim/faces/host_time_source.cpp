@@ -1,4 +1,4 @@
-#include "sim/host_time_source.h"
+#include "sim/faces/host_time_source.h"
 
 #include "host/clock/clock.h"
 #include "platform/time.h"

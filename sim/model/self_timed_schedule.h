@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "sim/config_store.h"
+#include "sim/model/config_store.h"
 
 namespace tarvo::sim {
 

@@ -1,6 +1,6 @@
-#include "sim/self_timed_schedule.h"
+#include "sim/model/self_timed_schedule.h"
 
-#include "sim/calendar.h"
+#include "sim/model/calendar.h"
 
 namespace tarvo::sim {
 

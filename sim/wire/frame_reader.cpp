@@ -1,8 +1,8 @@
-#include "sim/frame_reader.h"
+#include "sim/wire/frame_reader.h"
 
 #include <algorithm>
 
-#include "sim/crc16.h"
+#include "sim/wire/crc16.h"
 
 namespace tarvo::sim {
 namespace {

@@ -1,4 +1,4 @@
-#include "sim/crc16.h"
+#include "sim/wire/crc16.h"
 
 namespace tarvo::sim {
 

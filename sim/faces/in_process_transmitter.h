@@ -19,8 +19,8 @@
 
 #include "host/serial/serial_ports.h"
 #include "platform/sync.h"
-#include "sim/host_time_source.h"
-#include "sim/transmitter.h"
+#include "sim/faces/host_time_source.h"
+#include "sim/model/transmitter.h"
 
 namespace tarvo::sim {
 

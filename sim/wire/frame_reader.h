@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/types.h"
-#include "sim/frame.h"
-#include "sim/time_source.h"
+#include "sim/model/time_source.h"
+#include "sim/wire/frame.h"
 
 namespace tarvo::sim {
 

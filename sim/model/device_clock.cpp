@@ -1,4 +1,4 @@
-#include "sim/device_clock.h"
+#include "sim/model/device_clock.h"
 
 #include <algorithm>
 #include <cmath>

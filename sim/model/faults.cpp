@@ -1,4 +1,4 @@
-#include "sim/faults.h"
+#include "sim/model/faults.h"
 
 #include <array>
 #include <charconv>

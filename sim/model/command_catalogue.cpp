@@ -1,4 +1,4 @@
-#include "sim/command_catalogue.h"
+#include "sim/model/command_catalogue.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "sim/in_process_transmitter.h"
+#include "sim/faces/in_process_transmitter.h"
 
 #include <algorithm>
 #include <span>

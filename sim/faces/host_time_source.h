@@ -2,7 +2,7 @@
 // process runs on.
 #pragma once
 
-#include "sim/time_source.h"
+#include "sim/model/time_source.h"
 
 namespace tarvo::sim {
 

@@ -1,10 +1,10 @@
-#include "sim/config_store.h"
+#include "sim/model/config_store.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 
-#include "sim/command_catalogue.h"
+#include "sim/model/command_catalogue.h"
 
 namespace tarvo::sim {
 namespace {

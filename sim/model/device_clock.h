@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "sim/time_source.h"
+#include "sim/model/time_source.h"
 
 namespace tarvo::sim {
 

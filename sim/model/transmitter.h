@@ -16,14 +16,14 @@
 #include <vector>
 
 #include "platform/types.h"
-#include "sim/config_store.h"
-#include "sim/device_clock.h"
-#include "sim/faults.h"
-#include "sim/frame.h"
-#include "sim/frame_reader.h"
-#include "sim/records.h"
-#include "sim/self_timed_schedule.h"
-#include "sim/time_source.h"
+#include "sim/model/config_store.h"
+#include "sim/model/device_clock.h"
+#include "sim/model/faults.h"
+#include "sim/model/records.h"
+#include "sim/model/self_timed_schedule.h"
+#include "sim/model/time_source.h"
+#include "sim/wire/frame.h"
+#include "sim/wire/frame_reader.h"
 
 namespace tarvo::sim {
 

@@ -1,9 +1,9 @@
-#include "sim/transmitter.h"
+#include "sim/model/transmitter.h"
 
 #include <algorithm>
 
-#include "sim/calendar.h"
-#include "sim/command_catalogue.h"
+#include "sim/model/calendar.h"
+#include "sim/model/command_catalogue.h"
 
 namespace tarvo::sim {
 namespace {

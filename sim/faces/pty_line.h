@@ -9,8 +9,8 @@
 
 #include <string>
 
-#include "sim/time_source.h"
-#include "sim/transmitter.h"
+#include "sim/model/time_source.h"
+#include "sim/model/transmitter.h"
 
 namespace tarvo::sim {
 

@@ -1,4 +1,4 @@
-#include "sim/calendar.h"
+#include "sim/model/calendar.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
-#include "sim/records.h"
+#include "sim/model/records.h"
 
 #include <cstdio>
 
-#include "sim/calendar.h"
+#include "sim/model/calendar.h"
 
 namespace tarvo::sim {
 namespace {

@@ -1,6 +1,6 @@
-#include "sim/frame.h"
+#include "sim/wire/frame.h"
 
-#include "sim/crc16.h"
+#include "sim/wire/crc16.h"
 
 namespace tarvo::sim {
 
