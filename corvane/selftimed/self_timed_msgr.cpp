@@ -1,5 +1,6 @@
 #include "corvane/selftimed/self_timed_msgr.h"
 
+#include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_upload.h"
 #include "platform/report.h"
 
@@ -9,7 +10,9 @@ SelfTimedMsgr::SelfTimedMsgr(corvane::Transmitter& transmitter)
 SelfTimedMsgr::~SelfTimedMsgr() = default;
 
 bool SelfTimedMsgr::ReadSetup(CXMLSetup& setup, CXMLToken& next) {
-    return ReadSelfTimedSetup(setup, settings_, next);
+    const bool read = ReadSelfTimedSetup(setup, settings_, next);
+    registry_.SortBySequence();
+    return read;
 }
 
 bool SelfTimedMsgr::WriteSetup(CXMLSetup& setup) const {
@@ -21,7 +24,21 @@ bool SelfTimedMsgr::InitSetup() {
     return true;
 }
 
-bool SelfTimedMsgr::ValidateSetup(std::wstring& /*errors*/) const {
+bool SelfTimedMsgr::ValidateSetup(std::wstring& errors) const {
+    const std::vector<SelfTimed*> blocks = registry_.Blocks();
+    bool overlap = false;
+    for (std::size_t i = 0; i < blocks.size() && !overlap; ++i) {
+        for (std::size_t j = i + 1; j < blocks.size() && !overlap; ++j) {
+            overlap = blocks[i]->IsEnabled() && blocks[j]->IsEnabled() &&
+                      blocks[i]->Sequence() == blocks[j]->Sequence();
+        }
+    }
+    if (settings_.Format == L"NOS" || settings_.Format == L"INSAT")
+        overlap = false;
+    if (overlap) {
+        errors += L"SelfTimed sequences overlap; ";
+        return false;
+    }
     return true;
 }
 

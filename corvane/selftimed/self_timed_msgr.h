@@ -8,6 +8,7 @@
 #include <string>
 
 #include "corvane/link/transmitter.h"
+#include "corvane/selftimed/self_timed_registry.h"
 #include "corvane/selftimed/self_timed_settings.h"
 #include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
@@ -27,18 +28,22 @@ class SelfTimedMsgr {
     SelfTimedSettings& Settings() { return settings_; }
     const SelfTimedSettings& Settings() const { return settings_; }
     bool IsEnabled() const { return settings_.Enabled; }
+    // Every SelfTimed block of the module, in message order.
+    SelfTimedRegistry& Registry() { return registry_; }
+    const SelfTimedRegistry& Registry() const { return registry_; }
 
     // The manual-reset event that ends the messenger's thread and its waits.
     TEvent& StopEvent() { return worker_.StopEvent(); }
 
     // The reader stands after "<SelfTimed"; `next` receives the token that ended its attributes.
+    // Then the block registry is sorted by sequence, also when the element holds none.
     bool ReadSetup(CXMLSetup& setup, CXMLToken& next);
     bool WriteSetup(CXMLSetup& setup) const;
     // The values of a fresh setup (Antenna kept). Always true.
     bool InitSetup();
-    // True when the settings may be used for recording; otherwise the reasons are appended to
-    // `errors`, each ending in "; ". The record on its own always passes: what can fail is the
-    // agreement of the SelfTimed blocks, checked once they exist.
+    // True when the settings may be used for recording; otherwise "SelfTimed sequences overlap; "
+    // is appended to `errors`: two enabled SelfTimed blocks hold the same Sequence (ignored
+    // under "NOS" and "INSAT", which do not order their values by it).
     bool ValidateSetup(std::wstring& errors) const;
 
     // Copies the settings into the transmitter (the writes of SelfTimedUploadRequests, each
@@ -59,5 +64,6 @@ class SelfTimedMsgr {
 
     corvane::Transmitter& transmitter_;
     SelfTimedSettings settings_;
+    SelfTimedRegistry registry_;
     CMessengerThread worker_;
 };
