@@ -29,13 +29,13 @@ std::int32_t SaturatingInt32(double scaled) {
     return static_cast<std::int32_t>(scaled);  // truncation toward zero
 }
 
-char SixBitCharacter(std::uint32_t group) {
-    return group == 63 ? '?' : static_cast<char>(64 + group);
+wchar_t SixBitCharacter(std::uint32_t group) {
+    return group == 63 ? L'?' : static_cast<wchar_t>(64 + group);
 }
 
 }  // namespace
 
-std::string EncodePseudobinary(double value, int characters, int rightDigits, FieldSign sign) {
+std::wstring EncodePseudobinary(double value, int characters, int rightDigits, FieldSign sign) {
     const int n = std::clamp(characters, 1, 3);
     const double p = RoundingPower(rightDigits);
     const double rounded = value >= 0 ? value + 0.5 / p : value - 0.5 / p;
@@ -48,7 +48,7 @@ std::string EncodePseudobinary(double value, int characters, int rightDigits, Fi
     integer = std::max(integer, minimum);
 
     const auto bits = static_cast<std::uint32_t>(integer);
-    std::string out(static_cast<std::size_t>(n), '\0');
+    std::wstring out(static_cast<std::size_t>(n), L'\0');
     for (int k = 0; k < n; ++k)
         out[static_cast<std::size_t>(n - 1 - k)] = SixBitCharacter((bits >> (6 * k)) & 0x3F);
     return out;

@@ -15,7 +15,8 @@ enum class FieldSign { Unsigned, Signed };
 
 // Encodes `value` rounded half away from zero at `rightDigits` decimals and scaled by them, as
 // an integer clamped to the field: `characters` (clamped to 1..3) six-bit groups, unsigned or
-// two's complement. Each group b is the character 64 + b, except 63, which is '?'.
-std::string EncodePseudobinary(double value, int characters, int rightDigits, FieldSign sign);
+// two's complement. Each group b is the character 64 + b, except 63, which is '?'. The text is
+// wide, as the messages it goes into are; every character is single-byte.
+std::wstring EncodePseudobinary(double value, int characters, int rightDigits, FieldSign sign);
 
 }  // namespace corvane

@@ -158,6 +158,14 @@ bool Random::GetValue(int i, int group, TTime now, CSensorData& reading, int& ri
     return true;
 }
 
+bool Random::NewestReading(CSensorData& reading) const {
+    TSingleLock lock(storeLock_, true);
+    if (store_.empty())
+        return false;
+    reading = store_.back();
+    return true;
+}
+
 int Random::StoredCount() const {
     TSingleLock lock(storeLock_, true);
     return static_cast<int>(store_.size());

@@ -50,6 +50,8 @@ class Random : public TModule {
     // one. False when the block is not a member of the group or has no such reading; on true
     // the reading's real value shows `rightDigits` decimals.
     bool GetValue(int i, int group, TTime now, CSensorData& reading, int& rightDigits) const;
+    // Copies out the newest stored reading; false when none is held.
+    bool NewestReading(CSensorData& reading) const;
     // The number of readings held (for tests and diagnostics).
     int StoredCount() const;
 

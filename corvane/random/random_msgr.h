@@ -1,26 +1,58 @@
-// The random messenger: owns the random settings, its thread and the thread's stop event, and
-// pushes the settings into the transmitter when recording starts. The scheduler, the block lists
-// and the alarm slots are built on top of this class. It talks to the transmitter only through
-// the narrow Transmitter interface, which the device object that owns it implements.
+// The random messenger: owns the random settings, the lists of Random and RndGroup blocks, the
+// eight group slots and one worker thread that decides which group transmits next and when,
+// builds its message and hands it to the transmitter. A group not in alarm transmits at the
+// normal rate; a group that enters alarm transmits within the next minute, then BurstCount
+// times in all at the burst rate, then at the alarm rate until the alarm resets. Every
+// scheduled time is moved by a random amount.
+//
+// Threads: blocks list themselves on whatever thread makes them (under the list lock);
+// SetGroupAlarm and ResetGroupAlarm run on the processing thread and only write one slot's
+// flags, the alarm group and an event; everything else of the schedule belongs to the worker.
+// It talks to the transmitter only through the narrow Transmitter interface, which the device
+// object that owns it implements.
 #pragma once
 
-#include <memory>
+#include <array>
+#include <atomic>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "corvane/link/transmitter.h"
+#include "corvane/random/group_alarm_signals.h"
+#include "corvane/random/random_block_roster.h"
 #include "corvane/random/random_settings.h"
+#include "corvane/shared/message_hook.h"
 #include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
+#include "platform/time.h"
 #include "platform/xml_setup.h"
 
-class CRandomMsgr {
+class Random;
+class RndGroup;
+
+enum class OffsetSign { Unsigned, Signed };
+
+// The random delay source: RandomOffset's contract. Tests give a scripted one.
+using RandomOffsetSource = std::function<int(int range, OffsetSign sign)>;
+
+// On first use seeds the C library's generator with the clock's tick count, then draws
+// r = rand() mod range: unsigned, r (0 .. range - 1); signed, a second draw picks -(r / 2) or
+// r / 2, so -((range - 1) / 2) .. (range - 1) / 2.
+int RandomOffset(int range, OffsetSign sign);
+
+class CRandomMsgr : public GroupAlarmSignals, public RandomBlockRoster {
   public:
+    // Groups 0 to 7 have a slot; 8 and 9, which blocks and settings allow, never transmit.
+    static constexpr int kSlots = 8;
+
     // The settings hold their defaults with Antenna 0; the stop event is created set (stopped).
     // `transmitter` (the device object that owns the messenger) outlives it; it is not used
     // during construction.
-    explicit CRandomMsgr(corvane::Transmitter& transmitter);
+    explicit CRandomMsgr(corvane::Transmitter& transmitter,
+                         RandomOffsetSource offsets = RandomOffset);
     // Stops the thread if it still runs.
-    ~CRandomMsgr();
+    ~CRandomMsgr() override;
     CRandomMsgr(const CRandomMsgr&) = delete;
     CRandomMsgr& operator=(const CRandomMsgr&) = delete;
 
@@ -37,8 +69,7 @@ class CRandomMsgr {
     // The defaults of a fresh setup (Antenna kept). Always true.
     bool InitSetup();
     // True when the Random and RndGroup blocks agree with each other; otherwise the failed
-    // checks' texts are appended to `errors`, each ending in "; ". The settings record on its
-    // own always passes: the checks concern the blocks, which register once they exist.
+    // checks' texts are appended to `errors`, each ending in "; ".
     bool ValidateRandomSetup(std::wstring& errors) const;
 
     // Sends the random settings (RandomConfigRequests, one exchange each, without limit on the
@@ -54,10 +85,60 @@ class CRandomMsgr {
     bool Stop();
     bool IsThreadRunning() const { return worker_.IsRunning(); }
 
+    // The blocks' side (GroupAlarmSignals, RandomBlockRoster).
+    void AddGroupBlock(RndGroup& block) override;
+    void RemoveGroupBlock(RndGroup& block) override;
+    void SetGroupAlarm(int group) override;
+    void ResetGroupAlarm(int group) override;
+    void AddRandomBlock(Random& block) override;
+    void RemoveRandomBlock(Random& block) override;
+    int NextRandomSequence() override;
+    const RandomSettings& RandomSetup() const override { return settings_; }
+
+    // The group's message: the first three characters of its RndGroup block's Label, the age
+    // character, then its parameters' values (interleaved or not, "///" for a missing one);
+    // the hook has the last word. True with the text unchanged when no RndGroup block has the
+    // group.
+    bool BuildGroupMessage(int group, std::wstring& text) const;
+    // For operators: the message, or "An error occurred formatting the message." or "The setup
+    // does not define a message for the indicated group." with false.
+    bool GetGroupMessage(int group, std::wstring& text) const;
+    // The maintenance test: with InitCorvane the satellite id, offset and random push first
+    // (false when either fails), then the text as random data (312) and 314; the 314's result.
+    bool SendTestMessage(const std::wstring& text);
+    // Replaces the random format hook; null removes it.
+    void SetHook(corvane::MessageHook hook) { hook_.store(hook); }
+
   private:
+    struct Slot {
+        bool active = false;
+        std::atomic<bool> inAlarm{false};
+        std::atomic<int> burstsSent{0};
+        TTime lastTx;
+        TTime nextTx;
+    };
+
     void ThreadProc();
+    bool WaitForNext();
+    bool FormatAndSend();
+    std::vector<Random*> RandomBlocks() const;
+    std::vector<RndGroup*> GroupBlocks() const;
 
     corvane::Transmitter& transmitter_;
+    RandomOffsetSource offsets_;
     RandomSettings settings_;
+
+    mutable TSemaphore listLock_;
+    std::vector<Random*> randoms_;
+    std::vector<RndGroup*> groups_;
+    int sequenceCounter_ = 0;
+
+    std::array<Slot, kSlots> slots_;
+    std::atomic<int> currentGroup_{-1};
+    std::atomic<int> alarmGroup_{-1};
+    TEvent alarmEvent_;
+    TEvent resetEvent_;
+    std::atomic<corvane::MessageHook> hook_{nullptr};
+
     CMessengerThread worker_;
 };

@@ -29,7 +29,7 @@ class Pseudobinary : public ::testing::TestWithParam<Row> {};
 TEST_P(Pseudobinary, EncodesTheValueAsItsCharacters) {
     const Row& row = GetParam();
     EXPECT_EQ(corvane::EncodePseudobinary(row.value, row.characters, row.rightDigits, row.sign),
-              row.expected);
+              std::wstring(row.expected.begin(), row.expected.end()));
 }
 
 constexpr FieldSign S = FieldSign::Signed;
