@@ -249,7 +249,7 @@ TEST(RunnerWithTransmitter, TheRiverGaugeStartsAndStopsTheSimulatedTransmitterIn
                    dir.Path());
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_THAT(r.out, HasSubstr("with 4 blocks and 1 plug-in\n"));
+    EXPECT_THAT(r.out, HasSubstr("with 8 blocks and 1 plug-in\n"));
     EXPECT_THAT(r.out, HasSubstr("  report at recording start: none\n"
                                  "  report at recording stop: none\n"
                                  "  logger clock: not set\n"));
