@@ -8,6 +8,7 @@
 
 #include "corvane/link/packet.h"
 #include "corvane/link/transmitter.h"
+#include "platform/time.h"
 
 namespace corvanetest {
 
@@ -19,6 +20,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
     // What was asked, in order: the type codes of the requests (a loaded message is its 216 or
     // 312), and the messages' texts.
     std::vector<WORD> requests;
+    std::vector<TTime> times;  // the clock's time of each request
     std::vector<std::wstring> messages;
     int clockSyncs = 0;
 
@@ -54,6 +56,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
   private:
     bool Answer(WORD type) {
         requests.push_back(type);
+        times.push_back(TTime::GetCurrentTime());
         return silent.count(type) == 0;
     }
 };
