@@ -68,10 +68,16 @@ bool CCorvane::WriteSetup(CXMLSetup& setup) {
 
     // An invalid setup is still saved as it stands; the operator learns of it from the log.
     std::wstring errors;
+    ValidateSetup(errors);
+    return true;
+}
+
+bool CCorvane::ValidateSetup(std::wstring& errors) const {
     const bool selfTimedOk = selfTimedMsgr_.ValidateSetup(errors);
     const bool randomOk = randomMsgr_.ValidateRandomSetup(errors);
     if (!selfTimedOk || !randomOk) {
         TReport::Warning("Corvane setup: %s", corvane::ToLogText(errors).c_str());
+        return false;
     }
     return true;
 }

@@ -37,9 +37,13 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // token: %s." with the element's name. Ends at the first token that is not an element
     // start. Always true (unknown content is not an error).
     bool ReadSetup(CXMLSetup& setup);
-    // Writes the whole section, then validates both messengers and logs Warning "Corvane setup:
-    // " and the reasons when they fail; the setup is written as it is all the same. Always true.
+    // Writes the whole section, then validates it (ValidateSetup); the setup is written as it is
+    // all the same. Always true.
     bool WriteSetup(CXMLSetup& setup);
+    // Both messengers' checks of their blocks (the self-timed sequence overlap, the random
+    // consistency checks), all of them always run; on failure Warning "Corvane setup: " and the
+    // reasons, which are also appended to `errors`.
+    bool ValidateSetup(std::wstring& errors) const;
     // Defaults for a fresh setup: common settings, then the self-timed, then the random
     // messenger. Always true.
     bool InitSetup();
@@ -90,7 +94,10 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // whatever the transmitter did.
     //
     // Start: nothing while running or while neither transmission is enabled (then the running
-    // flag stays clear). With InitCorvane: 506, 771, 200 off, 300 off, 338 off, satellite id and
+    // flag stays clear). A setup that fails ValidateSetup starts nothing either: no command
+    // goes to the transmitter, no messenger starts, the running flag stays clear, the report
+    // is "Corvane setup: " and the reasons, and StartRefused() is true until the next start.
+    // With InitCorvane: 506, 771, 200 off, 300 off, 338 off, satellite id and
     // offset, clock synchronisation, the self-timed upload, the random push, 200 on (self-timed
     // enabled only), 770 -- ending at the first failure. Then, whatever happened, the threads of
     // the enabled messengers start and the running flag is set.
@@ -110,6 +117,7 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
 
     // --- State -------------------------------------------------------------------------------
     bool IsRunning() const { return running_.load() != 0; }
+    bool StartRefused() const { return startRefused_.load(); }
     void SetRunning(bool running) { running_.store(running ? 1 : 0); }
     bool HasTimeBeenObtained() const { return timeObtained_.load() != 0; }
     // Set by the first clock synchronisation that got a valid time; never cleared.
@@ -131,6 +139,7 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
   private:
     std::atomic<BYTE> running_{0};
     std::atomic<BYTE> timeObtained_{0};
+    std::atomic<bool> startRefused_{false};
     TSemaphore sessionLock_;
     TSemaphore stateLock_;
 };

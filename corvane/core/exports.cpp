@@ -77,7 +77,7 @@ int InitSetup(void* /*reserved*/) {
 
 int OnEngineStart() {
     ShowReport(TheCorvane().RecordingStart());
-    return 1;
+    return TheCorvane().StartRefused() ? 0 : 1;
 }
 
 int OnEngineStop() {

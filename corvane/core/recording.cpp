@@ -167,8 +167,16 @@ std::wstring CCorvane::RecordingStart() {
     }
     const bool selfTimed = selfTimedMsgr_.IsEnabled();
     const bool random = randomMsgr_.IsEnabled();
+    startRefused_.store(false);
     if (!selfTimed && !random) {
         return std::wstring();
+    }
+    // Blocks that disagree would make every message wrong: nothing goes to the transmitter
+    // until the operator has fixed them.
+    std::wstring errors;
+    if (!ValidateSetup(errors)) {
+        startRefused_.store(true);
+        return L"Corvane setup: " + errors;
     }
     std::wstring report;
     if (InitCorvane) {

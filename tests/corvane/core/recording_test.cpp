@@ -21,6 +21,7 @@
 #include "corvane/core/corvane.h"
 #include "corvane/core/device.h"
 #include "corvane/core/exports.h"
+#include "corvane/selftimed/self_timed_block.h"
 #include "host/clock/clock.h"
 #include "host/dialogs/dialogs.h"
 #include "host/log/report_sinks.h"
@@ -467,6 +468,30 @@ TEST(Exports, EngineStartAndStopShowReportsStartAndStopReturnThemAndAppExitStops
     EXPECT_EQ(AppExit(), 1) << "unloading while stopped sends nothing";
     EXPECT_EQ(Requests(sim.Transcript(), started), kStop);
     EXPECT_EQ(shown->History().size(), 2u) << "nor was the all-well start shown";
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Recording, ASetupWhoseBlocksDisagreeStartsNothingAndTellsTheOperatorWhy) {
+    Bench b;
+    b.St().Enabled = true;
+    SelfTimed first(b.corvane.SelfTimed().Registry(), b.St());
+    SelfTimed second(b.corvane.SelfTimed().Registry(), b.St());
+    second.SetSequence(first.Sequence());
+    EXPECT_EQ(b.corvane.RecordingStart(), L"Corvane setup: SelfTimed sequences overlap; ");
+    EXPECT_TRUE(b.corvane.StartRefused());
+    EXPECT_EQ(b.Running(), "---");
+    EXPECT_TRUE(b.sim.Transcript().empty());
+    EXPECT_THAT(b.log.Texts(TReportLevel::Warning),
+                ::testing::ElementsAre("Corvane setup: SelfTimed sequences overlap; "));
+
+    second.SetEnabled(false);
+    EXPECT_EQ(b.corvane.RecordingStart(), L"");
+    EXPECT_FALSE(b.corvane.StartRefused());
+    EXPECT_EQ(b.Running(), "RS-");
+    EXPECT_EQ(b.corvane.RecordingStop(), L"");
 }
 
 }  // namespace

@@ -111,7 +111,9 @@ TEST_F(RandomMessage, InterleavedTakesValueIOfEveryParameterInTurn) {
 
 TEST_F(RandomMessage, NotInterleavedTakesEachParametersOwnNumVals) {
     Load(1);
-    EXPECT_EQ(Message(3), L"WLXE?~\\@SR_?" L"?//////");
+    EXPECT_EQ(Message(3),
+              L"WLXE?~\\@SR_?"
+              L"?//////");
 }
 
 TEST_F(RandomMessage, AGroupWithoutItsBlockLeavesTheTextAndOperatorsAreTold) {
