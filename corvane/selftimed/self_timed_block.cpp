@@ -185,6 +185,23 @@ std::int64_t SelfTimed::DataAge(int line, TTime reference, TTime nextTransmissio
     return (nextTransmission - dataTime).GetTotalMinutes();
 }
 
+std::int64_t SelfTimed::DataOffset(int line, TTime now, TTime transmission) const {
+    const bool zeroInterval = StrToTimeSpan(Interval()).GetTotalMilliseconds() == 0;
+    const bool calcTime = UsesCalcTime();
+    TSingleLock lock(lock_, true);
+    TTime valueTime;
+    if (!calcTime && !zeroInterval) {
+        valueTime = ScheduledTime(0, now);  // every value of a scheduled block: the latest slot
+    } else if (line < 0 || static_cast<std::size_t>(line) >= store_.size()) {
+        if (zeroInterval)
+            return 0;
+        valueTime = ScheduledTime(0, now);
+    } else {
+        valueTime = store_[store_.size() - 1 - static_cast<std::size_t>(line)].GetTime();
+    }
+    return (transmission - valueTime).GetTotalMinutes();
+}
+
 int SelfTimed::StoredCount() const {
     TSingleLock lock(lock_, true);
     return static_cast<int>(store_.size());

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "corvane/formats/message_block.h"
 #include "platform/module.h"
 #include "platform/sensor_data.h"
 #include "platform/sync.h"
@@ -18,7 +19,7 @@
 struct SelfTimedSettings;
 class SelfTimedRegistry;
 
-class SelfTimed : public TModule {
+class SelfTimed : public TModule, public corvane::MessageBlock {
   public:
     // The data index of the ports "Input" and "Output".
     static constexpr int kPort = 0;
@@ -40,27 +41,31 @@ class SelfTimed : public TModule {
     // format.
     void Reset() override;
 
-    std::wstring Label() const;
+    std::wstring Label() const override;
     int Sequence() const;
     void SetSequence(int sequence);
-    int NumVals() const;
+    int NumVals() const override;
     std::wstring Offset() const;
-    std::wstring Interval() const;
+    std::wstring Interval() const override;
     // UseCalcTime set and the self-timed format one of the SHEF formats.
-    bool UsesCalcTime() const;
+    bool UsesCalcTime() const override;
+    bool Enabled() const override { return IsEnabled(); }
 
     // Value `line` (0 = newest) for a message built at `reference`: positional when Interval is
     // zero or UseCalcTime is in effect, otherwise the reading stamped exactly at the line's
     // schedule point (none when that reading is missing, never a neighbour). On true `reading`
     // carries the block's right digits as display digits and `rightDigits` receives them.
     // Logs "GSTD found: ..." or "GSTD NOT found: ..." at debug level.
-    bool GetSelfTimedData(int line, TTime reference, CSensorData& reading, int& rightDigits) const;
+    bool GetSelfTimedData(int line, TTime reference, CSensorData& reading,
+                          int& rightDigits) const override;
     // Copies out the newest stored reading; false when the store is empty.
     bool NewestReading(CSensorData& reading) const;
     // Whole minutes from the data time of `line` to `nextTransmission` (the messenger's next
     // transmission time after now): the scheduled line's time, or the stored reading's in the
     // positional case, falling back to the scheduled time when the line lies beyond the store.
     std::int64_t DataAge(int line, TTime reference, TTime nextTransmission) const;
+    // The data offset a message gives value `line` (see MessageBlock).
+    std::int64_t DataOffset(int line, TTime now, TTime transmission) const override;
     // The number of readings held.
     int StoredCount() const;
 
