@@ -14,10 +14,10 @@ constexpr std::size_t kClockValidOffset = 4;
 
 }  // namespace
 
-bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime) {
+bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime, TWaitable* stop) {
     TReport::Debug("SynchronizeClock: Attempting to sync time.");
     CPacket reply;
-    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, deadTime)) {
+    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, deadTime, INFINITE, stop)) {
         return false;
     }
     if (reply.GetLength() != kClockReplyLength) {
@@ -41,9 +41,11 @@ bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime) {
         TReport::Status("Corvane: Setting system time to %02d/%02d/%04d %02d:%02d:%02d.",
                         corvaneTime.GetMonth(), corvaneTime.GetDay(), corvaneTime.GetYear(),
                         corvaneTime.GetHour(), corvaneTime.GetMinute(), corvaneTime.GetSecond());
-        SetSystemTime(corvaneTime.GetAsSystemTime());
-        // The platform's time-change broadcast, which windows and other modules listen for.
-        BroadcastTimeChange();
+        // Setting the clock is itself the platform's time-change broadcast: its subscribers hear
+        // of it once.
+        if (!SetSystemTime(corvaneTime.GetAsSystemTime())) {
+            TReport::Warning("SynchronizeClock: Failed setting the system time.");
+        }
     }
     MarkTimeObtained();
     return true;

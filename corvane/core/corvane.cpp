@@ -32,21 +32,22 @@ bool CCorvane::WaitForDeadtime() {
 }
 
 bool CCorvane::Exchange(const CPacket& request, CPacket& reply, corvane::DeadTime deadTime,
-                        DWORD lockWait) {
-    const corvane::SessionContext session{*this, sessionLock_, Port, GetEngine().GetStopEvent()};
+                        DWORD lockWait, TWaitable* messengerStop) {
+    const corvane::SessionContext session{*this, sessionLock_, Port, GetEngine().GetStopEvent(),
+                                          messengerStop};
     return corvane::Exchange(session, request, reply, deadTime, lockWait);
 }
 
 corvane::CommandResult CCorvane::SendCommand(const CPacket& request, corvane::ReplyCheck check,
                                              corvane::DeadTime deadTime) {
     CPacket reply;
-    return SendCommand(request, reply, check, deadTime);
+    return SendCommand(request, reply, check, deadTime, nullptr);
 }
 
 corvane::CommandResult CCorvane::SendCommand(const CPacket& request, CPacket& reply,
-                                             corvane::ReplyCheck check,
-                                             corvane::DeadTime deadTime) {
-    const bool linkOk = Exchange(request, reply, deadTime, INFINITE);
+                                             corvane::ReplyCheck check, corvane::DeadTime deadTime,
+                                             TWaitable* stop) {
+    const bool linkOk = Exchange(request, reply, deadTime, INFINITE, stop);
     return corvane::JudgeReply(linkOk, reply, check);
 }
 
@@ -61,7 +62,7 @@ bool CCorvane::SendAll(const std::vector<CPacket>& requests) {
 }
 
 bool CCorvane::LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
-                           corvane::DeadTime deadTime) {
+                           corvane::DeadTime deadTime, TWaitable* stop) {
     CPacket request;
     if (!corvane::MakeMessageRequest(text, buffer, request)) {
         TReport::Warning("Corvane message of %zu characters does not fit in one packet.",
@@ -69,7 +70,7 @@ bool CCorvane::LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
         return false;
     }
     CPacket reply;
-    return Exchange(request, reply, deadTime, INFINITE);
+    return Exchange(request, reply, deadTime, INFINITE, stop);
 }
 
 bool CCorvane::SendSatIdAndOffset() {

@@ -64,7 +64,7 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // port, 1500 ms wake, Send, close; on failure with `waitDeadTime` the dead-time wait, still
     // under the session lock. True when a valid reply arrived into `reply`.
     bool Exchange(const CPacket& request, CPacket& reply, corvane::DeadTime deadTime,
-                  DWORD lockWait = INFINITE);
+                  DWORD lockWait = INFINITE, TWaitable* messengerStop = nullptr);
 
     // --- Command set -------------------------------------------------------------------------
     // An exchange without limit on the lock wait, judged by link success and, with
@@ -72,15 +72,15 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     corvane::CommandResult SendCommand(const CPacket& request, corvane::ReplyCheck check,
                                        corvane::DeadTime deadTime = corvane::DeadTime::Skip);
     corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply,
-                                       corvane::ReplyCheck check,
-                                       corvane::DeadTime deadTime) override;
+                                       corvane::ReplyCheck check, corvane::DeadTime deadTime,
+                                       TWaitable* stop) override;
     // Parameter writes in order, each an unchecked exchange; false at the first without a valid
     // reply (the rest are not sent).
     bool SendAll(const std::vector<CPacket>& requests) override;
     // Loads a formatted message into the self-timed (216) or random (312) transmit buffer as
     // single-byte text. Judged by link success.
-    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
-                     corvane::DeadTime deadTime) override;
+    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer, corvane::DeadTime deadTime,
+                     TWaitable* stop = nullptr) override;
     // 40 with SatID, then 37 with LTO; both are sent even when the first fails. True only when
     // both succeeded.
     bool SendSatIdAndOffset() override;
@@ -111,9 +111,11 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // time-change subscribers. Marks the time obtained whenever a valid time came. False only
     // when the exchange failed; a reply of the wrong size or without a valid time is true, with
     // no time obtained.
-    bool SynchronizeClock(corvane::DeadTime deadTime = corvane::DeadTime::Skip) override;
+    bool SynchronizeClock(corvane::DeadTime deadTime = corvane::DeadTime::Skip,
+                          TWaitable* stop = nullptr) override;
 
     bool PushesConfiguration() const override { return InitCorvane; }
+    bool PollsBeforeFarWindow() const override { return !NoFarWindowPolling; }
 
     // --- State -------------------------------------------------------------------------------
     bool IsRunning() const { return running_.load() != 0; }
@@ -135,6 +137,9 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     std::wstring SatID = L"00000000";  // 8 hexadecimal digits, unchecked here
     bool InitCorvane = true;           // recording start pushes the whole configuration
     int LTO = 0;                       // local time offset
+    // Not in the setup file: lets the self-timed messenger wait for a far window in one go
+    // instead of polling and resynchronising once a minute.
+    bool NoFarWindowPolling = false;
 
   private:
     std::atomic<BYTE> running_{0};

@@ -32,8 +32,11 @@ bool CloseSessionPort(CPacketComm& link) {
     return false;
 }
 
-bool WaitForDeadtime(TWaitable& stopEvent) {
-    if (WaitForSingleObject(stopEvent, kDeadTimeMs) == WAIT_TIMEOUT) {
+bool WaitForDeadtime(TWaitable& stopEvent, TWaitable* alsoStop) {
+    const DWORD result = alsoStop == nullptr
+                             ? WaitForSingleObject(stopEvent, kDeadTimeMs)
+                             : WaitForMultipleObjects({&stopEvent, alsoStop}, kDeadTimeMs);
+    if (result == WAIT_TIMEOUT) {
         return false;
     }
     TReport::Debug("WaitForDeadtime(): received stop signal.");
@@ -53,7 +56,7 @@ bool Exchange(const SessionContext& session, const CPacket& request, CPacket& re
         }
     }
     if (!ok && deadTime == DeadTime::Wait) {
-        WaitForDeadtime(session.stopEvent);
+        WaitForDeadtime(session.stopEvent, session.messengerStop);
     }
     return ok;
 }

@@ -29,8 +29,9 @@ bool OpenSessionPort(CPacketComm& link, int portIndex);
 bool CloseSessionPort(CPacketComm& link);
 
 // Backs off after a failed exchange: up to 30 s, or until `stopEvent` (signalled when recording
-// stops), then Debug "WaitForDeadtime(): received stop signal.". True when stopped early.
-bool WaitForDeadtime(TWaitable& stopEvent);
+// stops) or `alsoStop` (the stop event of the messenger that made the exchange, when one did),
+// then Debug "WaitForDeadtime(): received stop signal.". True when stopped early.
+bool WaitForDeadtime(TWaitable& stopEvent, TWaitable* alsoStop = nullptr);
 
 // What an exchange works with; all of it belongs to the device object.
 struct SessionContext {
@@ -38,6 +39,7 @@ struct SessionContext {
     TSemaphore& sessionLock;
     int portIndex;
     TWaitable& stopEvent;
+    TWaitable* messengerStop = nullptr;  // ends the dead-time wait too, when set
 };
 
 // One exchange: take the session lock within `lockWait` ms; open the port; let the transmitter

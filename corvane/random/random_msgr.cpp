@@ -240,14 +240,15 @@ bool CRandomMsgr::FormatAndSend() {
         TReport::Warning("Failed formatting random tx data.");
         return false;
     }
-    if (!transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Wait)) {
+    if (!transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Wait,
+                                  &StopEvent())) {
         TReport::Warning("Failed sending random tx data to Corvane.");
         return false;
     }
     CPacket reply;
     if (transmitter_.SendCommand(corvane::MakeBoolRequest(corvane::cmd::kRandomEnable, true), reply,
-                                 corvane::ReplyCheck::LinkOnly,
-                                 corvane::DeadTime::Wait) != corvane::CommandResult::Accepted) {
+                                 corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Wait,
+                                 &StopEvent()) != corvane::CommandResult::Accepted) {
         TReport::Warning("Failed sending random tx command to Corvane.");
         return false;
     }
@@ -322,9 +323,9 @@ bool CRandomMsgr::SendTestMessage(const std::wstring& text) {
         if (!transmitter_.SendSatIdAndOffset() || !PushRandomConfig())
             return false;
     }
-    transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Skip);
+    transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Skip, nullptr);
     CPacket reply;
     return transmitter_.SendCommand(CPacket(corvane::cmd::kRtTestSend), reply,
-                                    corvane::ReplyCheck::LinkOnly,
-                                    corvane::DeadTime::Skip) == corvane::CommandResult::Accepted;
+                                    corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Skip,
+                                    nullptr) == corvane::CommandResult::Accepted;
 }

@@ -61,7 +61,7 @@ class ScopedVirtualClock {
 
 // Lets SetSystemTime change the machine's own clock too (real clock only; off by default). When
 // the machine refuses (clock_settime fails, typically for want of privilege), logger time is set
-// all the same, a warning is logged, and SetSystemTime returns false.
+// all the same and a warning is logged; SetSystemTime still returns true, since logger time moved.
 void AllowMachineClockSet(bool allow);
 
 // Time-change subscribers: called after SetSystemTime or BroadcastTimeChange, outside any lock,

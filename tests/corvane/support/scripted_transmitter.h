@@ -25,7 +25,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
     int clockSyncs = 0;
 
     corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, corvane::ReplyCheck,
-                                       corvane::DeadTime) override {
+                                       corvane::DeadTime, TWaitable*) override {
         reply = CPacket(request.GetType());
         return Answer(request.GetType()) ? corvane::CommandResult::Accepted
                                          : corvane::CommandResult::LinkFailed;
@@ -36,12 +36,12 @@ class ScriptedTransmitter : public corvane::Transmitter {
                 return false;
         return true;
     }
-    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer,
-                     corvane::DeadTime) override {
+    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer, corvane::DeadTime,
+                     TWaitable*) override {
         messages.push_back(text);
         return Answer(buffer == corvane::TxBuffer::SelfTimed ? 216 : 312);
     }
-    bool SynchronizeClock(corvane::DeadTime) override {
+    bool SynchronizeClock(corvane::DeadTime, TWaitable*) override {
         ++clockSyncs;
         return Answer(35);
     }
@@ -50,6 +50,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
         return Answer(37) && id;
     }
     bool PushesConfiguration() const override { return pushes; }
+    bool PollsBeforeFarWindow() const override { return true; }
 
     bool pushes = true;
 
