@@ -26,6 +26,11 @@ TThread::TThread(std::function<void()> body, std::string name)
     }
     runner_->thread = std::thread([this, ctx, body = std::move(body)] {
         tarvo::host::kernel::AdoptThread(ctx);
+        {
+            // Under the virtual clock the thread runs only in its turn.
+            KernelLock lock;
+            lock.kernel().clock->AwaitTurn(*ctx, lock);
+        }
         body();
         KernelLock lock;
         tarvo::host::kernel::Kernel& k = lock.kernel();

@@ -20,6 +20,8 @@ class RealClock final : public Clock {
     void OnReleased(Waiter&) override {}
     void OnThreadStart(ThreadCtx&) override {}
     void OnThreadEnd(ThreadCtx&, KernelLock&) override {}
+    void AwaitTurn(ThreadCtx&, KernelLock&) override {}
+    void Yield(ThreadCtx&, KernelLock&) override {}
 
   private:
     const std::chrono::steady_clock::time_point origin_;

@@ -32,7 +32,7 @@ std::string FormatTime(std::int64_t wallMs) {
 }  // namespace
 
 VirtualClock::VirtualClock(std::int64_t startWallMs, std::shared_ptr<ThreadCtx> driver)
-    : wallBaseMs_(startWallMs), driver_(std::move(driver)), runnable_(1) {
+    : wallBaseMs_(startWallMs), driver_(std::move(driver)), running_(driver_.get()) {
     driver_->participant = true;
     participants_.push_back(driver_.get());
 }
@@ -60,28 +60,51 @@ void VirtualClock::Block(Waiter& waiter, KernelLock& lock) {
                      Describe(waiter).c_str());
         std::abort();
     }
-    --runnable_;
-    if (runnable_ == 0) {
-        Advance(lock);
-    }
-    // Threads released above must run before this one blocks, or nobody would wake them.
+    PassTurn(lock);
+    // Threads released above must wake before this one blocks, or nobody would wake them.
     lock.WakeNow();
-    while (waiter.result == kPending) {
+    while (waiter.result == kPending || running_ != &self) {
         self.cv.wait(lock.lock());
     }
 }
 
+void VirtualClock::PassTurn(KernelLock& lock) {
+    running_ = nullptr;
+    while (ready_.empty()) {
+        Advance(lock);
+    }
+    running_ = ready_.front();
+    ready_.pop_front();
+    running_->cv.notify_one();
+}
+
 void VirtualClock::OnReleased(Waiter& waiter) {
-    // Counted runnable now, before it wakes, so that time cannot jump past it.
+    // Ready now, before it wakes, so that time cannot jump past it.
     if (waiter.thread->participant) {
-        ++runnable_;
+        ready_.push_back(waiter.thread.get());
     }
 }
 
 void VirtualClock::OnThreadStart(ThreadCtx& thread) {
     thread.participant = true;
     participants_.push_back(&thread);
-    ++runnable_;
+    ready_.push_back(&thread);
+}
+
+void VirtualClock::Yield(ThreadCtx& thread, KernelLock& lock) {
+    if (!thread.participant || running_ != &thread || ready_.empty()) {
+        return;
+    }
+    ready_.push_back(&thread);
+    PassTurn(lock);
+    lock.WakeNow();
+    AwaitTurn(thread, lock);
+}
+
+void VirtualClock::AwaitTurn(ThreadCtx& thread, KernelLock& lock) {
+    while (thread.participant && running_ != &thread) {
+        thread.cv.wait(lock.lock());
+    }
 }
 
 void VirtualClock::OnThreadEnd(ThreadCtx& thread, KernelLock& lock) {
@@ -90,9 +113,9 @@ void VirtualClock::OnThreadEnd(ThreadCtx& thread, KernelLock& lock) {
     }
     thread.participant = false;
     std::erase(participants_, &thread);
-    --runnable_;
-    if (runnable_ == 0) {
-        Advance(lock);
+    std::erase(ready_, &thread);
+    if (running_ == &thread) {
+        PassTurn(lock);
     }
 }
 

@@ -1,8 +1,12 @@
 // The virtual clock: time stands still while any participant can run and jumps to the earliest
-// deadline once every participant is blocked in a platform wait. Internal to host/.
+// deadline once every participant is blocked in a platform wait. Participants take turns: one
+// runs at a time, and when it blocks in a platform wait (or ends) the turn passes to the one
+// that has waited longest for it, so that a run interleaves its threads the same way every
+// time. Internal to host/.
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -24,6 +28,8 @@ class VirtualClock final : public Clock {
     void OnReleased(Waiter& waiter) override;
     void OnThreadStart(ThreadCtx& thread) override;
     void OnThreadEnd(ThreadCtx& thread, KernelLock& lock) override;
+    void AwaitTurn(ThreadCtx& thread, KernelLock& lock) override;
+    void Yield(ThreadCtx& thread, KernelLock& lock) override;
 
     std::uint64_t Jumps() const { return jumps_; }
     // Participants other than the driver (platform threads whose bodies have not returned).
@@ -34,6 +40,9 @@ class VirtualClock final : public Clock {
     // deadline, or report the deadlock and abort when no waiter has a deadline.
     void Advance(KernelLock& lock);
     [[noreturn]] void ReportDeadlock() const;
+    // The running participant gives up its turn: the first ready one takes it, released by a
+    // jump of time when none is ready.
+    void PassTurn(KernelLock& lock);
     std::string NameOf(const ThreadCtx& thread) const;
 
     Micros now_ = 0;
@@ -42,7 +51,10 @@ class VirtualClock final : public Clock {
     std::shared_ptr<ThreadCtx> driver_;
     // In the order they joined, so the deadlock report reads the same every run.
     std::vector<ThreadCtx*> participants_;
-    std::size_t runnable_;
+    // The participant whose turn it is (null only while the turn passes), and those able to run
+    // in the order they became so: released from a wait, or started.
+    ThreadCtx* running_;
+    std::deque<ThreadCtx*> ready_;
 };
 
 }  // namespace tarvo::host::kernel

@@ -45,13 +45,23 @@ Kernel& Kernel::Instance() {
     return *instance;
 }
 
+void Kernel::YieldIfVirtual(KernelLock& lock) {
+    // Only the virtual clock takes turns; the real one must not touch the thread's record, which
+    // may already be gone while static objects are torn down at exit.
+    if (clock->IsVirtual()) {
+        clock->Yield(*CurrentThread(), lock);
+    }
+}
+
 DWORD Kernel::Wait(KernelLock& lock, std::span<TWaitable* const> objects, Micros deadline) {
     for (std::size_t i = 0; i < objects.size(); ++i) {
         if (TryTake(objects[i]->State())) {
+            YieldIfVirtual(lock);
             return WAIT_OBJECT_0 + static_cast<DWORD>(i);
         }
     }
     if (deadline >= 0 && deadline <= clock->Now()) {
+        YieldIfVirtual(lock);
         return WAIT_TIMEOUT;
     }
     Waiter waiter{objects, deadline, nextSeq_++, CurrentThread()};

@@ -68,6 +68,11 @@ class Clock {
     // A platform thread starts or its body has returned (under the kernel mutex).
     virtual void OnThreadStart(ThreadCtx& thread) = 0;
     virtual void OnThreadEnd(ThreadCtx& thread, KernelLock& lock) = 0;
+    // Called by a new platform thread before its body runs; returns when it may run.
+    virtual void AwaitTurn(ThreadCtx& thread, KernelLock& lock) = 0;
+    // A wait that did not block: lets the other threads that can run have their turn first, so
+    // that a thread looping through waits that are already satisfied cannot starve them.
+    virtual void Yield(ThreadCtx& thread, KernelLock& lock) = 0;
 };
 
 struct EarlierDeadline {
@@ -87,6 +92,8 @@ class Kernel {
 
     // Waits as WaitUntil does; the lock is held throughout except while blocked.
     DWORD Wait(KernelLock& lock, std::span<TWaitable* const> objects, Micros deadline);
+    // A wait that did not block gives the other threads their turn first (virtual clock).
+    void YieldIfVirtual(KernelLock& lock);
     // Releases waiters of `state` for as long as it stays signalled.
     void Signal(KernelLock& lock, TWaitState& state);
     // Takes `waiter` out of every list and hands it `result`.
