@@ -1,8 +1,17 @@
 #include "corvane/selftimed/self_timed_msgr.h"
 
+#include <cstdint>
+#include <cwchar>
+
+#include "corvane/formats/format_catalogue.h"
+#include "corvane/link/command_codes.h"
+#include "corvane/link/single_byte_text.h"
 #include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_upload.h"
+#include "platform/clock.h"
+#include "platform/engine.h"
 #include "platform/report.h"
+#include "platform/time.h"
 
 SelfTimedMsgr::SelfTimedMsgr(corvane::Transmitter& transmitter)
     : transmitter_(transmitter), worker_("self-timed messenger") {}
@@ -54,9 +63,224 @@ bool SelfTimedMsgr::Stop() {
     return worker_.Stop();
 }
 
+namespace {
+
+// The margin before the window closes, the bound above which the messenger only polls, the
+// poll interval, and the transmission allowance after loading: deliberate values.
+constexpr std::int64_t kInsertionMarginS = 20;
+constexpr std::int64_t kPollBoundS = 601;
+constexpr DWORD kPollMs = 60000;
+constexpr int kAllowanceS = 60;
+constexpr int kInsatAllowanceS = 600;
+constexpr int kInsatType = 4;
+constexpr int kRestartAttempts = 5;
+constexpr DWORD kRestartPauseMs = 15000;
+constexpr DWORD kStopPauseMs = 2000;
+
+struct Hms {
+    int hours, minutes, seconds, milliseconds;
+};
+
+Hms Split(std::int64_t ms) {
+    const std::int64_t s = ms / 1000;
+    return {static_cast<int>(s / 3600), static_cast<int>(s / 60 % 60), static_cast<int>(s % 60),
+            static_cast<int>(ms % 1000)};
+}
+
+}  // namespace
+
+TTime SelfTimedMsgr::NextTransmissionTime(TTime time) const {
+    return NextScheduledTime(time, StrToTimeSpan(settings_.Rate), StrToTimeSpan(settings_.Time));
+}
+
+bool SelfTimedMsgr::BuildMessage(TTime now, std::wstring& message) const {
+    corvane::MessageRequest request;
+    request.format = settings_.Format;
+    request.numVals = settings_.NumVals;
+    for (const SelfTimed* block : registry_.Blocks())
+        request.blocks.push_back(block);
+    request.now = now;
+    request.transmission = NextTransmissionTime(now);
+    request.hook = hook_.load();
+    return corvane::FormatSelfTimedMessage(request, message);
+}
+
 void SelfTimedMsgr::ThreadProc() {
     TReport::Debug("Self-timed messenger thread starting.");
-    // Scheduling comes with the SelfTimed blocks; until then the thread only waits to be stopped.
-    WaitForSingleObject(worker_.StopEvent(), INFINITE);
+    registry_.SortBySequence();
+    TEvent& stop = worker_.StopEvent();
+    while (WaitForSingleObject(stop, 0) != WAIT_OBJECT_0) {
+        if (!WaitForNextInsertion())
+            continue;
+        FormatAndSend();
+        const int allowance = static_cast<int>(kInsertionMarginS) +
+                              (settings_.Type == kInsatType ? kInsatAllowanceS : kAllowanceS);
+        const Hms wait = Split(allowance * 1000);
+        TReport::Debug("Waiting for self-timed tx to complete: %d hours, %d minutes, %d seconds.",
+                       wait.hours, wait.minutes, wait.seconds);
+        if (WaitForSingleObject(stop, static_cast<DWORD>(allowance) * 1000) == WAIT_TIMEOUT)
+            transmitter_.SynchronizeClock(corvane::DeadTime::Wait, &stop);
+    }
     TReport::Debug("Self-timed messenger thread exiting.");
+}
+
+bool SelfTimedMsgr::WaitForNextInsertion() {
+    using corvane::CommandResult;
+    TEvent& stop = worker_.StopEvent();
+    auto ask = [&](WORD code, TTime& time) {
+        CPacket reply;
+        return transmitter_.SendCommand(CPacket(code), reply, corvane::ReplyCheck::LinkOnly,
+                                        corvane::DeadTime::Wait,
+                                        &stop) == CommandResult::Accepted &&
+               reply.ReadTime(0, time);
+    };
+    TTime close;
+    for (;;) {
+        if (!ask(corvane::cmd::kStWindowClose, close))
+            return false;
+        if (close != TTime())
+            break;
+        TReport::Debug("ST WaitForNext: Waiting for valid time...");
+        if (WaitForSingleObject(stop, kPollMs) == WAIT_OBJECT_0) {
+            TReport::Debug("ST WaitForNext: Received stop signal.");
+            return false;
+        }
+    }
+    TTime current;
+    if (!ask(corvane::cmd::kCurrentTime, current))
+        return false;
+    const std::int64_t toCloseMs = (close - current).GetTotalMilliseconds();
+    if (toCloseMs <= 0) {
+        TReport::Debug("ST WaitForNext: Corvane reported negative time till window closes");
+        return false;
+    }
+    const Hms toClose = Split(toCloseMs);
+    TReport::Debug(
+        "ST WaitForNext: Corvane reported window closes in %d hours, %d minutes, %d "
+        "seconds.",
+        toClose.hours, toClose.minutes, toClose.seconds);
+    const std::int64_t toCloseS = toCloseMs / 1000;
+    if (toCloseS >= kPollBoundS && transmitter_.PollsBeforeFarWindow()) {
+        transmitter_.SynchronizeClock(corvane::DeadTime::Wait, &stop);
+        if (WaitForSingleObject(stop, kPollMs) == WAIT_OBJECT_0)
+            TReport::Debug("ST WaitForNext: Received stop signal.");
+        return false;
+    }
+    if (toCloseS < kInsertionMarginS) {
+        TReport::Debug(
+            "ST WaitForNext: Skipping to next interval (need 20 secs before window closes).");
+        Sleep(static_cast<DWORD>(toCloseS) * 1000);
+        return false;
+    }
+    const std::int64_t waitMs = toCloseMs - kInsertionMarginS * 1000;
+    const Hms wait = Split(waitMs);
+    TReport::Debug(
+        "ST WaitForNext: Next insertion in %d hours, %d minutes, %d seconds, %d "
+        "milliseconds.",
+        wait.hours, wait.minutes, wait.seconds, wait.milliseconds);
+    TRTCChange clockChange;
+    switch (WaitForMultipleObjects({&stop, &clockChange}, static_cast<DWORD>(waitMs))) {
+        case WAIT_TIMEOUT:
+            return true;
+        case WAIT_OBJECT_0:
+            TReport::Debug("ST WaitForNext: Received stop signal.");
+            return false;
+        default:
+            TReport::Debug("ST WaitForNext: Rescheduling due to RTC change.");
+            return false;
+    }
+}
+
+bool SelfTimedMsgr::FormatAndSend() {
+    TReport::Debug("Formatting and sending self-timed tx data.");
+    std::wstring message;
+    if (!BuildMessage(TTime::GetCurrentTime(), message)) {
+        TReport::Warning("Failed formatting self-timed tx data.");
+        return false;
+    }
+    if (!transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, corvane::DeadTime::Wait,
+                                  &worker_.StopEvent())) {
+        TReport::Warning("Failed sending self-timed tx data to Corvane.");
+        return false;
+    }
+    return true;
+}
+
+bool SelfTimedMsgr::BuildMessageForDisplay(std::wstring& result) const {
+    result.clear();
+    if (!BuildMessage(TTime::GetCurrentTime(), result)) {
+        result = L"An error occurred formatting the message.";
+        return false;
+    }
+    if (settings_.Type == kInsatType) {
+        std::wstring hex = L"0x";
+        for (wchar_t c : result) {
+            wchar_t digits[8];
+            std::swprintf(digits, sizeof digits / sizeof digits[0], L"%02X",
+                          static_cast<unsigned>(c));
+            hex += digits;
+        }
+        result = hex;
+    }
+    if (result.empty()) {
+        result = L"The setup does not define a message.";
+        return false;
+    }
+    return true;
+}
+
+bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
+    using corvane::CommandResult;
+    using corvane::DeadTime;
+    using corvane::ReplyCheck;
+    auto send = [&](WORD code) {
+        CPacket reply;
+        return transmitter_.SendCommand(CPacket(code), reply, ReplyCheck::LinkOnly, DeadTime::Skip,
+                                        nullptr) == CommandResult::Accepted;
+    };
+    bool wasRunning = false;
+    bool ok = true;
+    if (transmitter_.PushesConfiguration()) {
+        if (GetEngine().IsRunning()) {
+            if (!send(corvane::cmd::kMasterStop))
+                return false;
+            wasRunning = true;
+            Sleep(kStopPauseMs);
+        }
+        ok = transmitter_.SendSatIdAndOffset() && UploadConfig();
+    }
+    if (ok) {
+        ok = send(corvane::cmd::kStOperatorLoad);
+        if (ok) {
+            // Deliberately not looked at: the 218 that follows tells whether the load took.
+            transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, DeadTime::Skip,
+                                     nullptr);
+            ok = send(corvane::cmd::kStOperatorSend);
+        }
+    }
+    if (wasRunning)
+        ok = Restart();
+    return ok;
+}
+
+bool SelfTimedMsgr::Restart() {
+    bool started = false;
+    for (int attempt = 0; attempt < kRestartAttempts; ++attempt) {
+        if (WaitForSingleObject(worker_.StopEvent(), kRestartPauseMs) == WAIT_OBJECT_0)
+            break;
+        CPacket reply;
+        started = transmitter_.SendCommand(CPacket(corvane::cmd::kMasterStart), reply,
+                                           corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Skip,
+                                           nullptr) == corvane::CommandResult::Accepted;
+        if (started) {
+            const std::wstring text =
+                reply.GetLength() >= 2
+                    ? corvane::FromSingleByte(reply.GetPayload(), reply.GetLength())
+                    : std::wstring();
+            started = text == L"System is already running." || text == L"Unknown command";
+        }
+        if (started)
+            break;
+    }
+    return started;
 }

@@ -4,12 +4,14 @@
 // owns it implements.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
 #include "corvane/link/transmitter.h"
 #include "corvane/selftimed/self_timed_registry.h"
 #include "corvane/selftimed/self_timed_settings.h"
+#include "corvane/shared/message_hook.h"
 #include "corvane/shared/messenger_thread.h"
 #include "platform/sync.h"
 #include "platform/xml_setup.h"
@@ -59,11 +61,41 @@ class SelfTimedMsgr {
     bool Stop();
     bool IsThreadRunning() const { return worker_.IsRunning(); }
 
+    // The schedule, run by the thread; public so that a test can drive one step at a time.
+    // True when it is time to load the message: 20 s before the current window closes. False
+    // when the caller should ask again (a failed exchange, a transmitter without valid time
+    // after a one-minute wait, a window more than ten minutes away after a clock
+    // synchronisation and a one-minute wait, a window closer than 20 s after sleeping it out,
+    // a clock change during the wait) or stop.
+    bool WaitForNextInsertion();
+    // Builds the message and loads it (216). Warns "Failed formatting self-timed tx data." or
+    // "Failed sending self-timed tx data to Corvane." and returns false on failure.
+    bool FormatAndSend();
+    // The message for the operator: "0x" and two hex digits a character under INSAT; on failure
+    // "An error occurred formatting the message." or "The setup does not define a message."
+    // with false.
+    bool BuildMessageForDisplay(std::wstring& result) const;
+    // The operator's test load, also while recording: with InitCorvane the running system is
+    // stopped (771, then 2000 ms), the satellite id, offset and upload are sent; then 236, the
+    // message (216, its result not looked at) and 218, whose result this is; then a stopped
+    // system is restarted with 770, at most 5 attempts 15 s apart, accepted only with the reply
+    // "System is already running." or "Unknown command" (the last attempt's result).
+    bool ApplySettingsAndLoad(const std::wstring& message);
+    // The next transmission at or after `time`: the Time and Rate schedule.
+    TTime NextTransmissionTime(TTime time) const;
+    // Builds the message of the current format from the registry's blocks at `now`.
+    bool BuildMessage(TTime now, std::wstring& message) const;
+
+    // Replaces the self-timed format hook; null removes it.
+    void SetHook(corvane::MessageHook hook) { hook_.store(hook); }
+
   private:
     void ThreadProc();
+    bool Restart();
 
     corvane::Transmitter& transmitter_;
     SelfTimedSettings settings_;
     SelfTimedRegistry registry_;
+    std::atomic<corvane::MessageHook> hook_{nullptr};
     CMessengerThread worker_;
 };
