@@ -254,3 +254,51 @@ TEST(SelfTimedValidation, EqualSequencesOfEnabledBlocksOverlapExceptUnderNosAndI
 }
 
 }  // namespace
+
+namespace {
+
+// A feeding block the test drives by hand, outside any engine.
+class HandFeeder : public TModule {
+  public:
+    HandFeeder() : TModule(L"Feeder") {}
+    std::wstring GetOutputName(int index) const override { return index == 0 ? L"Out" : L""; }
+};
+
+// On the real clock, with no engine: a writer stores readings as fast as it can while a reader
+// asks for them, so that ThreadSanitizer sees every access the two threads make.
+TEST(SelfTimedConcurrency, ReadersAndTheWriterShareTheStoreUnderItsLocks) {
+    SelfTimedSettings settings;
+    SelfTimedRegistry registry;
+    SelfTimed block(registry, settings);
+    block.GetProperty(L"NumVals")->SetInteger(20);
+    HandFeeder feeder;
+    block.ConnectInput(SelfTimed::kPort, &feeder, 0);
+    const TTime start(2024, 6, 3, 0, 0, 0);
+    constexpr int kReadings = 2000;
+    TThread writer(
+        [&] {
+            for (int i = 0; i < kReadings; ++i) {
+                feeder.SetOutputData(0, CSensorData(TValue(i), start + TTimeSpan::FromSeconds(i)));
+                block.Execute();
+            }
+        },
+        "writer");
+    for (int i = 0; i < kReadings; ++i) {
+        CSensorData reading;
+        int digits = 0;
+        // A reading copied out while the writer trims the store is whole: its value is the
+        // second it was stamped with.
+        if (block.GetSelfTimedData(i % 25, start, reading, digits)) {
+            ASSERT_EQ(reading.GetValue().AsInteger(),
+                      (reading.GetTime() - start).GetTotalSeconds());
+        }
+        if (block.NewestReading(reading)) {
+            ASSERT_EQ(reading.GetValue().AsInteger(),
+                      (reading.GetTime() - start).GetTotalSeconds());
+        }
+    }
+    writer.Join();
+    EXPECT_EQ(block.StoredCount(), 20);
+}
+
+}  // namespace
