@@ -2,6 +2,7 @@
 // with no device object, port or simulator behind it.
 #pragma once
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -24,9 +25,14 @@ class ScriptedTransmitter : public corvane::Transmitter {
     std::vector<std::wstring> messages;
     int clockSyncs = 0;
 
+    // Fills the reply to a request (its type is set already); none: an empty payload.
+    std::function<void(WORD type, CPacket& reply)> respond;
+
     corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, corvane::ReplyCheck,
                                        corvane::DeadTime, TWaitable*) override {
         reply = CPacket(request.GetType());
+        if (respond)
+            respond(request.GetType(), reply);
         return Answer(request.GetType()) ? corvane::CommandResult::Accepted
                                          : corvane::CommandResult::LinkFailed;
     }
@@ -50,9 +56,10 @@ class ScriptedTransmitter : public corvane::Transmitter {
         return Answer(37) && id;
     }
     bool PushesConfiguration() const override { return pushes; }
-    bool PollsBeforeFarWindow() const override { return true; }
+    bool PollsBeforeFarWindow() const override { return polls; }
 
     bool pushes = true;
+    bool polls = true;
 
   private:
     bool Answer(WORD type) {
