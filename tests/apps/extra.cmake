@@ -41,6 +41,15 @@ if(TARGET tarvo_app)
                    -P ${CMAKE_CURRENT_LIST_DIR}/same_day_twice.cmake)
   set_tests_properties(apps_SameSimulatedDayRunTwiceGivesTheSameTranscriptLogAndSummary
                        PROPERTIES LABELS apps)
+  # The flood day: the group's alarm at 10:00 reported within the minute, and the same bytes
+  # twice.
+  add_test(NAME apps_TheFloodDayReportsItsAlarmTheSameWayTwice
+           COMMAND ${CMAKE_COMMAND} -DTARVO=$<TARGET_FILE:tarvo_app>
+                   -DSETUP=${PROJECT_SOURCE_DIR}/examples/flood-day.xml -DFOR=25h
+                   "-DEXPECT=2026-03-01 10:00:45  random           channel  77  sent \"FLD@@J|@CH@CH\""
+                   -DWORK=${CMAKE_BINARY_DIR}/tests/flood-day-twice
+                   -P ${CMAKE_CURRENT_LIST_DIR}/same_day_twice.cmake)
+  set_tests_properties(apps_TheFloodDayReportsItsAlarmTheSameWayTwice PROPERTIES LABELS apps)
   tarvo_app_test(tarvo_realtime_test)
   gtest_discover_tests(apps_tarvo_realtime_test DISCOVERY_TIMEOUT 60
                        PROPERTIES LABELS realtime TIMEOUT 300)
