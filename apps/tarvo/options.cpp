@@ -84,6 +84,12 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
             run.level = level;
         } else if (a == "--set-machine-clock") {
             run.setMachineClock = true;
+        } else if (a == "--flash-disk") {
+            if (!TakeValue(args, i, a, run.flashDisk, error))
+                return false;
+        } else if (a == "--storage-card") {
+            if (!TakeValue(args, i, a, run.storageCard, error))
+                return false;
         } else if (a == "--no-sim") {
             run.simulator = false;
         } else if (a == "--transcript") {
@@ -289,6 +295,7 @@ Usage:
                   [--start TIME] [--plugin PATH]... [--log FILE] [--level LEVEL]
                   [--no-sim] [--transcript FILE] [--sim-fault FAULT]...
                   [--sim-clock-offset SECONDS] [--set-machine-clock]
+                  [--flash-disk DIR] [--storage-card DIR]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
 
@@ -321,6 +328,14 @@ Options of run:
                      Let a module that sets the logger's clock (the Corvane module does, from
                      the transmitter's) set this machine's clock too; needs the privilege to.
                      Real time only. Without it only the logger's own time moves.
+
+The logger's folders:
+  A module may open files under the logger's fixed folders "\Flash Disk\" (such as the NOS
+  format table "\Flash Disk\NOSGOESFormat.txt") and "\Storage Card\". They stand for
+  folders beside the setup file, flash-disk/ and storage-card/, unless these options name
+  others.
+  --flash-disk DIR   The folder that stands for "\Flash Disk\".
+  --storage-card DIR The folder that stands for "\Storage Card\".
 
 The simulated transmitter:
   Without --serial, a setup with a <Corvane> section gets a simulated Corvane transmitter in

@@ -23,6 +23,8 @@ struct RunOptions {
     std::string logFile;                // --log
     std::optional<TReportLevel> level;  // --level
     bool setMachineClock = false;       // --set-machine-clock (real time only)
+    std::string flashDisk;              // --flash-disk; empty: beside the setup file
+    std::string storageCard;            // --storage-card; likewise
     // The transmitter simulated in process on the port the setup's <Corvane> section selects;
     // only when no --serial mapping is given.
     bool simulator = true;                         // --no-sim clears it

@@ -8,6 +8,7 @@
 
 #include "apps/tarvo/interrupt.h"
 #include "host/clock/clock.h"
+#include "host/engine/logger_folders.h"
 #include "host/engine/plugin.h"
 #include "host/log/report_sinks.h"
 #include "host/serial/serial_ports.h"
@@ -74,6 +75,8 @@ int RunSession::Execute() {
     for (const auto& [name, path] : options_.serial)
         host::MapPortToDevice(host::FromUtf8(name), path);
     host::AllowMachineClockSet(options_.setMachineClock);
+    host::SetLoggerFolder(host::LoggerFolder::FlashDisk, options_.flashDisk);
+    host::SetLoggerFolder(host::LoggerFolder::StorageCard, options_.storageCard);
 
     // The clock comes first and goes last: every platform thread of the run lives inside it.
     std::optional<host::ScopedVirtualClock> clock;

@@ -10,10 +10,12 @@
 
 #include "host/clock/clock.h"
 #include "host/engine/engine.h"
+#include "host/engine/logger_folders.h"
 #include "host/log/report_sinks.h"
 #include "host/support/temp_dir.h"
 #include "platform/clock.h"
 #include "platform/engine.h"
+#include "platform/files.h"
 #include "platform/module_factory.h"
 
 namespace {
@@ -424,6 +426,28 @@ TEST(Engine, ABlockCannotStopRecordingFromTheProcessingThread) {
     EXPECT_FALSE(static_cast<StopperFactory::Stopper*>(engine.FindModule(L"X"))->stopped);
     EXPECT_TRUE(engine.IsRunning());
     EXPECT_TRUE(engine.Stop());
+}
+
+}  // namespace
+
+namespace {
+
+TEST(LoggerFolders, StandBesideTheSetupUnlessChosenAndLeaveOtherPathsAlone) {
+    using tarvo::host::LoggerFolder;
+    std::string error;
+    TempDir dir;
+    const std::string setup = dir.File("station.xml");
+    std::ofstream(setup) << SetupText("");
+    ASSERT_TRUE(tarvo::host::GetHostEngine().LoadSetup(setup, error)) << error;
+    EXPECT_EQ(LoggerPathToHost(L"\\Flash Disk\\NOSGOESFormat.txt"),
+              dir.Path() + "/flash-disk/NOSGOESFormat.txt");
+    EXPECT_EQ(LoggerPathToHost(L"\\storage card\\Data\\Recent.dat"),
+              dir.Path() + "/storage-card/Data/Recent.dat");
+    tarvo::host::SetLoggerFolder(LoggerFolder::FlashDisk, "/srv/flash");
+    EXPECT_EQ(LoggerPathToHost(L"\\Flash Disk\\x.txt"), "/srv/flash/x.txt");
+    tarvo::host::SetLoggerFolder(LoggerFolder::FlashDisk, "");
+    EXPECT_EQ(LoggerPathToHost(L"relative\\name.txt"), "relative/name.txt");
+    ASSERT_TRUE(tarvo::host::GetHostEngine().NewSetup(error)) << error;
 }
 
 }  // namespace
