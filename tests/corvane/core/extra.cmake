@@ -11,3 +11,9 @@ if(TARGET corvane_recording_test AND TARGET corvane_sim)
   target_compile_definitions(corvane_recording_test PRIVATE
     CORVANE_GOLDEN_DIR="${CMAKE_CURRENT_LIST_DIR}/golden")
 endif()
+
+# The formats' golden messages sit beside their test.
+if(TARGET corvane_format_golden_test)
+  target_compile_definitions(corvane_format_golden_test PRIVATE
+    FORMAT_GOLDEN_DIR="${PROJECT_SOURCE_DIR}/tests/corvane/formats/golden")
+endif()

@@ -3,7 +3,7 @@
 // Each start/stop scenario's line transcript (logger time, direction, packet number, type code,
 // payload) is compared exactly with tests/core/golden/<name>.jsonl. After a deliberate change to
 // what goes over the line, rebuild them with
-//     CORVANE_UPDATE_GOLDEN=1 build/<dir>/tests/core_recording_test
+//     CORVANE_UPDATE_GOLDEN=1 build/<dir>/tests/corvane_recording_test
 // and review the diff before committing it. The requests that matter are also asserted here
 // directly, as "type:payload" texts, so a golden file rebuilt from a wrong sequence still fails.
 #include <gmock/gmock.h>
