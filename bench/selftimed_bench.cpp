@@ -18,42 +18,43 @@ class Feeder : public TModule {
 
 const TTime kStart(2024, 6, 3, 0, 0, 0);
 
-void KeptReading(benchmark::State& state) {
+// A block keeping every 15-minute reading, up to 99, fed by hand.
+struct Bench {
+    Bench() {
+        block.GetProperty(L"NumVals")->SetInteger(99);
+        block.GetProperty(L"Interval")->SetText(L"00:15:00");
+        block.ConnectInput(SelfTimed::kPort, &feeder, 0);
+    }
+    void Feed(std::int64_t slot) {
+        feeder.SetOutputData(0,
+                             CSensorData(TValue(1.5), kStart + TTimeSpan::FromSeconds(900 * slot)));
+        benchmark::DoNotOptimize(block.Execute());
+    }
     SelfTimedSettings settings;
     SelfTimedRegistry registry;
-    SelfTimed block(registry, settings);
-    block.GetProperty(L"NumVals")->SetInteger(99);
-    block.GetProperty(L"Interval")->SetText(L"00:15:00");
+    SelfTimed block{registry, settings};
     Feeder feeder;
-    block.ConnectInput(SelfTimed::kPort, &feeder, 0);
-    std::int64_t i = 0;
-    for (auto _ : state) {
-        feeder.SetOutputData(0, CSensorData(TValue(1.5), kStart + TTimeSpan::FromSeconds(900 * i)));
-        benchmark::DoNotOptimize(block.Execute());
-        ++i;
-    }
+};
+
+void KeptReading(benchmark::State& state) {
+    Bench bench;
+    std::int64_t slot = 0;
+    for (auto _ : state)
+        bench.Feed(slot++);
 }
 BENCHMARK(KeptReading);
 
 void LookupIn99Readings(benchmark::State& state) {
     tarvo::host::SetStderrLevel(TReportLevel::Warning, false);
-    SelfTimedSettings settings;
-    SelfTimedRegistry registry;
-    SelfTimed block(registry, settings);
-    block.GetProperty(L"NumVals")->SetInteger(99);
-    block.GetProperty(L"Interval")->SetText(L"00:15:00");
-    Feeder feeder;
-    block.ConnectInput(SelfTimed::kPort, &feeder, 0);
-    for (int i = 0; i < 99; ++i) {
-        feeder.SetOutputData(0, CSensorData(TValue(1.5), kStart + TTimeSpan::FromSeconds(900 * i)));
-        block.Execute();
-    }
+    Bench bench;
+    for (int slot = 0; slot < 99; ++slot)
+        bench.Feed(slot);
     const TTime reference = kStart + TTimeSpan::FromSeconds(900 * 98);
     int line = 0;
     for (auto _ : state) {
         CSensorData reading;
         int digits = 0;
-        benchmark::DoNotOptimize(block.GetSelfTimedData(line, reference, reading, digits));
+        benchmark::DoNotOptimize(bench.block.GetSelfTimedData(line, reference, reading, digits));
         line = (line + 1) % 99;
     }
 }

@@ -12,6 +12,7 @@
 #include "corvane/random/random_block_roster.h"
 #include "corvane/random/random_settings.h"
 #include "corvane/random/rnd_group.h"
+#include "corvane/support/random_lists.h"
 #include "host/engine/engine.h"
 #include "host/log/report_sinks.h"
 #include "platform/module_factory.h"
@@ -20,21 +21,10 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// The messenger as the blocks see it.
-class FakeMessenger : public GroupAlarmSignals, public RandomBlockRoster {
+// The messenger as the blocks see it, holding the non-interleaved format unless a test says.
+class FakeMessenger : public corvanetest::RandomLists {
   public:
-    void AddGroupBlock(RndGroup&) override {}
-    void RemoveGroupBlock(RndGroup&) override {}
-    void SetGroupAlarm(int) override {}
-    void ResetGroupAlarm(int) override {}
-    void AddRandomBlock(Random& block) override { randoms.push_back(&block); }
-    void RemoveRandomBlock(Random& block) override { std::erase(randoms, &block); }
-    int NextRandomSequence() override { return ++sequence; }
-    const RandomSettings& RandomSetup() const override { return settings; }
-
-    std::vector<Random*> randoms;
-    int sequence = 0;
-    RandomSettings settings{.Format = 1};
+    FakeMessenger() { settings.Format = 1; }
 };
 
 class RandomBlocks : public TModuleFactory {

@@ -14,25 +14,11 @@
 #include "corvane/random/random_block_roster.h"
 #include "corvane/random/random_settings.h"
 #include "corvane/random/rnd_group.h"
+#include "corvane/support/random_lists.h"
 
 namespace {
 
-class Lists : public GroupAlarmSignals, public RandomBlockRoster {
-  public:
-    void AddGroupBlock(RndGroup& block) override { groups.push_back(&block); }
-    void RemoveGroupBlock(RndGroup& block) override { std::erase(groups, &block); }
-    void SetGroupAlarm(int) override {}
-    void ResetGroupAlarm(int) override {}
-    void AddRandomBlock(Random& block) override { randoms.push_back(&block); }
-    void RemoveRandomBlock(Random& block) override { std::erase(randoms, &block); }
-    int NextRandomSequence() override { return ++sequence; }
-    const RandomSettings& RandomSetup() const override { return settings; }
-
-    std::vector<Random*> randoms;
-    std::vector<RndGroup*> groups;
-    int sequence = 0;
-    RandomSettings settings;
-};
+using Lists = corvanetest::RandomLists;
 
 // One block as a row describes it.
 struct RandomRow {
