@@ -3,9 +3,10 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <numbers>
+#include <sstream>
 
+#include "host/setup/bounded_file.h"
 #include "host/text/number_text.h"
 #include "host/text/utf8.h"
 #include "platform/report.h"
@@ -147,11 +148,12 @@ bool SourceBlock::LoadCsv(std::string& error) {
     }
     if (path.is_relative())
         path = std::filesystem::path(baseDirectory_) / path;
-    std::ifstream in(path);
-    if (!in) {
-        error = "cannot open CSV file " + path.string();
+    std::string text;
+    if (!ReadBoundedFile(path.string(), kCsvFileLimit, text, error)) {
+        error = "CSV file " + error;
         return false;
     }
+    std::istringstream in(text);
     std::string line;
     int number = 0;
     while (std::getline(in, line)) {

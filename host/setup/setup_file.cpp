@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/setup/atomic_file.h"
+#include "host/setup/bounded_file.h"
 #include "host/setup/internal/setup_xml.h"
 #include "host/text/utf8.h"
 
@@ -31,18 +32,10 @@ const SetupFile::Section* SetupFile::Find(const std::wstring& tag) const {
 }
 
 bool SetupFile::Load(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = path + ": cannot read: " + std::strerror(errno);
+    std::string text;
+    if (!ReadBoundedFile(path, kSetupFileLimit, text, error))
         return false;
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) {
-        error = path + ": cannot read: " + std::strerror(errno);
-        return false;
-    }
-    return Parse(text.str(), path, error);
+    return Parse(text, path, error);
 }
 
 bool SetupFile::Parse(const std::string& text, const std::string& fileName, std::string& error) {

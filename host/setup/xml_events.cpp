@@ -1,9 +1,11 @@
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/xmlreader.h>
 
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "host/setup/internal/setup_xml.h"
 
@@ -37,6 +39,19 @@ void RecordError(void* context, xmlErrorPtr error)
     first.message = error->message != nullptr ? error->message : "malformed XML";
     while (!first.message.empty() && (first.message.back() == '\n' || first.message.back() == ' '))
         first.message.pop_back();
+    // The parser's own limits, said in a person's words rather than the parser's.
+    if (first.message.find("Huge input lookup") != std::string::npos ||
+        first.message.find("too long") != std::string::npos ||
+        first.message.find("too large") != std::string::npos) {
+        first.message =
+            "a name, attribute value or text here is longer than the XML reader takes (names up "
+            "to " +
+            std::to_string(XML_MAX_NAME_LENGTH) + " bytes, values and texts up to " +
+            std::to_string(XML_MAX_TEXT_LENGTH) + ")";
+    } else if (first.message.find("Excessive depth") != std::string::npos) {
+        first.message = "elements are nested deeper than the XML reader takes (" +
+                        std::to_string(xmlParserMaxDepth) + " levels)";
+    }
 }
 
 std::string Located(const std::string& fileName, int line, int column, const std::string& what) {

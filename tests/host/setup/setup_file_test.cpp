@@ -291,6 +291,45 @@ TEST(SetupFileText, AMalformedFileIsRefusedWithWhereAndWhatAndNothingChanges) {
     }
 }
 
+// What is not a setup at all, or more than a setup can be, is refused before it is read whole,
+// with the reason and the limit named.
+TEST(SetupFileLoad, OnlyRegularFilesWithinTheLimitsOfTheFileAndTheXmlReaderAreRead) {
+    TempDir dir;
+    dir.Write("big.xml", "<TarvoSetup>" + std::string(4u << 20, ' ') + "</TarvoSetup>\n");
+    std::string deep = "<TarvoSetup>\n";
+    for (int i = 0; i < 300; ++i)
+        deep += "<a>";
+    dir.Write("deep.xml", deep + "\n</TarvoSetup>\n");
+    dir.Write("name.xml", "<TarvoSetup>\n<" + std::string(60000, 'a') + "/></TarvoSetup>\n");
+    mkfifo(dir.File("pipe.xml").c_str(), 0600);
+    const struct {
+        const char* legend;
+        std::string path;
+        std::string error;
+    } rows[] = {
+        {"an endless device", "/dev/zero", "/dev/zero: cannot read: a device, not a file"},
+        {"a directory", dir.Path(), dir.Path() + ": cannot read: a directory, not a file"},
+        {"a pipe nobody writes to", dir.File("pipe.xml"),
+         dir.File("pipe.xml") + ": cannot read: a pipe, not a file"},
+        {"a file over the size limit", dir.File("big.xml"),
+         dir.File("big.xml") + ": too large: a setup file may hold at most 4 MiB"},
+        {"elements nested too deep", dir.File("deep.xml"),
+         dir.File("deep.xml") +
+             ":2:771: elements are nested deeper than the XML reader takes (256 levels)"},
+        {"a name too long", dir.File("name.xml"),
+         dir.File("name.xml") +
+             ":2:2: a name, attribute value or text here is longer than the XML reader takes "
+             "(names up to 50000 bytes, values and texts up to 10000000)"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        SetupFile file;
+        std::string error;
+        EXPECT_FALSE(file.Load(row.path, error));
+        EXPECT_EQ(error, row.error);
+    }
+}
+
 class SetupSaveTest : public ::testing::Test {
   protected:
     void SetUp() override {
