@@ -1,6 +1,9 @@
 #include "host/blocks/log_block.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include "host/clock/clock.h"
@@ -40,6 +43,9 @@ bool LogBlock::Start() {
     if (!started_)
         file_ << "time,value,status\n";
     started_ = true;
+    failing_ = false;
+    unflushed_ = 0;
+    Check("writing");
     // On the real clock a crash should lose little; under virtual time the run is fast and
     // the file is flushed when recording stops.
     flushEachRow_ = !IsVirtualClock();
@@ -47,8 +53,31 @@ bool LogBlock::Start() {
 }
 
 void LogBlock::Stop() {
-    if (file_.is_open())
-        file_.close();
+    if (!file_.is_open())
+        return;
+    // Rows still in the buffer reach the file only now: a full disk shows here.
+    errno = 0;
+    file_.close();
+    if (Check("closing"))
+        unflushed_ = 0;
+}
+
+bool LogBlock::Check(const char* doing) {
+    if (file_.good())
+        return true;
+    const int error = errno;
+    lost_ += unflushed_;
+    written_ -= std::min(written_, unflushed_);
+    unflushed_ = 0;
+    if (!failing_) {
+        TReport::Warning("Log \"%s\": %s %s failed: %s; readings are lost.",
+                         ToUtf8(GetName()).c_str(), doing, FilePath().c_str(),
+                         error != 0 ? std::strerror(error) : "write error");
+    }
+    failing_ = true;
+    // Try again with the next reading: the disk may have room by then.
+    file_.clear();
+    return false;
 }
 
 std::string LogBlock::FormatRow(const CSensorData& data, int precision) {
@@ -74,10 +103,16 @@ bool LogBlock::Execute() {
     if (!GetInputData(kPort, data))
         return false;
     if (file_.is_open()) {
+        errno = 0;
         file_ << FormatRow(data, static_cast<int>(GetProperty(L"Precision")->GetInteger())) << '\n';
+        ++written_;
+        ++unflushed_;
         if (flushEachRow_)
             file_.flush();
-        ++written_;
+        if (Check("writing") && flushEachRow_) {
+            unflushed_ = 0;
+            failing_ = false;
+        }
     }
     SetOutputData(kPort, data);
     return true;

@@ -116,17 +116,6 @@ bool SourceBlock::Start() {
     if (StrToTimeSpan(GetProperty(L"Interval")->GetText()) <= TTimeSpan()) {
         TReport::Warning("Source \"%s\": Interval is zero; it never measures.", name.c_str());
     }
-    if (mode_ == Mode::List) {
-        for (const auto& entry : GetProperty(L"Values")->GetTexts()) {
-            double v = 0.0;
-            if (!ParseDouble(entry, v) && !IsMark(entry, L"ERROR") && !IsMark(entry, L"NODATA")) {
-                TReport::Warning(
-                    "Source \"%s\": list entry \"%s\" is no number, ERROR or NODATA; it gives "
-                    "readings without data.",
-                    name.c_str(), ToUtf8(entry).c_str());
-            }
-        }
-    }
     if (mode_ == Mode::Csv) {
         std::string error;
         if (!LoadCsv(error)) {
@@ -139,15 +128,21 @@ bool SourceBlock::Start() {
     return true;
 }
 
+std::string SourceBlock::InputFile() const {
+    std::filesystem::path path(ToUtf8(GetProperty(L"File")->GetText()));
+    if (ReadMode() != Mode::Csv || path.empty())
+        return "";
+    return path.is_relative() ? (std::filesystem::path(baseDirectory_) / path).string()
+                              : path.string();
+}
+
 bool SourceBlock::LoadCsv(std::string& error) {
     csv_.clear();
-    std::filesystem::path path(ToUtf8(GetProperty(L"File")->GetText()));
+    const std::filesystem::path path = InputFile();
     if (path.empty()) {
         error = "Mode is CSV but File is empty";
         return false;
     }
-    if (path.is_relative())
-        path = std::filesystem::path(baseDirectory_) / path;
     std::string text;
     if (!ReadBoundedFile(path.string(), kCsvFileLimit, text, error)) {
         error = "CSV file " + error;

@@ -48,6 +48,9 @@ class SourceBlock : public TModule {
     bool Execute() override;
     void Reset() override;
 
+    // The CSV file the block reads, resolved; empty unless its Mode is CSV and File is set.
+    std::string InputFile() const;
+
   private:
     enum class Mode { Constant, List, Csv, Ramp, Sine, Step, Unknown };
     struct CsvRow {

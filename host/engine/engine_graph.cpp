@@ -2,8 +2,10 @@
 
 #include <map>
 
+#include "host/blocks/load_checks.h"
 #include "host/engine/internal/engine_messages.h"
 #include "host/text/number_text.h"
+#include "platform/report.h"
 
 namespace tarvo::host {
 namespace {
@@ -96,16 +98,21 @@ bool HostEngine::BuildGraph(const GraphDescription& description, const std::stri
                         (names.empty() ? "; it has none" : "; its properties: " + names);
                 return false;
             }
+            std::string expected;
             if (p->GetType() == TPropertyType::TextArray) {
                 p->SetTexts(SplitArray(s.value));
-                continue;
-            }
-            std::string expected;
-            if (!p->FromText(s.value, expected)) {
+            } else if (!p->FromText(s.value, expected)) {
                 error = Where(fileName, s.line) + "property " + Quote(s.name) + " of block " +
                         Quote(b.name) + " must be " + expected + ", not " + Quote(s.value);
                 return false;
             }
+            std::string warning;
+            if (!CheckHostSetting(*module, s.name, error, warning)) {
+                error = Where(fileName, s.line) + error;
+                return false;
+            }
+            if (!warning.empty())
+                TReport::Warning("%s%s", Where(fileName, s.line).c_str(), warning.c_str());
         }
         byName[b.name] = static_cast<int>(graph.blocks.size());
         lines.push_back(b.line);

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "host/blocks/load_checks.h"
 #include "host/engine/internal/engine_messages.h"
 #include "host/engine/plugin.h"
 #include "platform/report.h"
@@ -104,6 +105,16 @@ bool HostEngine::Adopt(SetupFile file, const std::string& path, const std::strin
     Graph graph;
     if (!BuildGraph(description, name, graph, error))
         return false;
+    // No block may write over the setup, over what another block reads, or over another
+    // block's file: the run would destroy what it was given.
+    std::vector<PlacedBlock> placed;
+    for (std::size_t i = 0; i < graph.blocks.size(); ++i)
+        placed.push_back({.block = graph.blocks[i].get(), .line = description.blocks[i].line});
+    int line = 0;
+    if (!CheckBlockFiles(placed, path, line, error)) {
+        error = Where(name, line) + error;
+        return false;
+    }
 
     SetupGuard guard(*this);
     ClearGraph();
