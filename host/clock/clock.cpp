@@ -59,8 +59,9 @@ std::vector<std::function<void()>> AnnounceTimeChange(KernelLock& lock, bool sig
 }  // namespace
 
 Micros NowMicros() {
-    KernelLock lock;
-    return lock.kernel().clock->Now();
+    // Asked for at every step of a simulated exchange; virtual time moves only while every
+    // participant is blocked, so a running thread reads a settled value without the lock.
+    return Kernel::Instance().lockFreeClock.load(std::memory_order_acquire)->Now();
 }
 
 bool IsVirtualClock() {
@@ -86,6 +87,7 @@ ScopedVirtualClock::ScopedVirtualClock(TTime start) {
     k.virtualClock =
         std::make_unique<VirtualClock>(start.GetMillisecondsSince1970(), kernel::CurrentThread());
     k.clock = k.virtualClock.get();
+    k.lockFreeClock.store(k.clock, std::memory_order_release);
 }
 
 ScopedVirtualClock::~ScopedVirtualClock() {
@@ -95,6 +97,7 @@ ScopedVirtualClock::~ScopedVirtualClock() {
         Fail("a platform thread outlives the virtual clock; join it before the clock goes");
     }
     k.clock = k.realClock.get();
+    k.lockFreeClock.store(k.clock, std::memory_order_release);
     k.virtualClock.reset();
 }
 
@@ -119,6 +122,20 @@ int SubscribeTimeChange(std::function<void()> callback) {
 void UnsubscribeTimeChange(int id) {
     KernelLock lock;
     std::erase_if(lock.kernel().subscribers, [id](const auto& entry) { return entry.first == id; });
+}
+
+int SubscribeBeforeTimeSet(std::function<void()> callback) {
+    KernelLock lock;
+    Kernel& k = lock.kernel();
+    const int id = k.nextSubscriberId++;
+    k.beforeSetSubscribers.emplace_back(id, std::move(callback));
+    return id;
+}
+
+void UnsubscribeBeforeTimeSet(int id) {
+    KernelLock lock;
+    std::erase_if(lock.kernel().beforeSetSubscribers,
+                  [id](const auto& entry) { return entry.first == id; });
 }
 
 }  // namespace tarvo::host
@@ -146,8 +163,18 @@ bool SetSystemTime(const SYSTEMTIME& time) {
     if (!tarvo::host::IsPossible(time)) {
         return false;
     }
-    int machineError = 0;
     std::vector<std::function<void()>> calls;
+    {
+        KernelLock lock;
+        for (const auto& entry : lock.kernel().beforeSetSubscribers) {
+            calls.push_back(entry.second);
+        }
+    }
+    for (const auto& call : calls) {
+        call();
+    }
+    calls.clear();
+    int machineError = 0;
     {
         KernelLock lock;
         tarvo::host::kernel::Kernel& k = lock.kernel();

@@ -70,4 +70,10 @@ void AllowMachineClockSet(bool allow);
 int SubscribeTimeChange(std::function<void()> callback);
 void UnsubscribeTimeChange(int id);
 
+// Called by SetSystemTime before logger time moves, outside any lock, on the setting thread: a
+// party that acts lazily (such as the in-process simulator) catches up there on what happened
+// under the old time. Ids share Unsubscribe's rule above.
+int SubscribeBeforeTimeSet(std::function<void()> callback);
+void UnsubscribeBeforeTimeSet(int id);
+
 }  // namespace tarvo::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,20 @@ class Transport {
     virtual bool Drain() = 0;
 };
 
+// A far end that keeps no thread of its own: it acts only when the port side looks. The line
+// calls CatchUp on the thread of whoever uses the port, before each of the port side's opening,
+// closing, configuring, sending and reading, and a port read waits no longer than NextEvent.
+// Replaying each past instant in order, the peer's bytes and moments are those a serving thread
+// would have produced, without a thread switch per exchange. Called with no line lock held.
+class PassivePeer {
+  public:
+    virtual ~PassivePeer() = default;
+    // Acts on everything due up to the clock's present time.
+    virtual void CatchUp() = 0;
+    // Clock time (microseconds, NowMicros scale) of its next action; negative when none.
+    virtual std::int64_t NextEvent() = 0;
+};
+
 // The far end of an in-memory line, for a peer such as the transmitter simulator. Line speed is
 // modelled when asked: each byte takes 10 bit times at the baud the port side configured, in
 // clock time, in both directions.
@@ -41,6 +56,19 @@ class SerialPeer {
     // Whether the port side is open now, and the baud it configured.
     virtual bool PortIsOpen() const = 0;
     virtual DWORD Baud() const = 0;
+
+    // Serves this end through `peer` (see PassivePeer); null detaches. Attaching or detaching
+    // waits for a catch-up under way on another thread, so the peer may be destroyed once it
+    // has detached.
+    virtual void AttachPassive(PassivePeer* peer) = 0;
+    // For a passive peer replaying the past instant `at` (clock microseconds, not later than
+    // now): bytes written leave at `at`, and a take returns, without waiting, only bytes that
+    // had arrived by `at`.
+    virtual bool WriteAt(const BYTE* data, std::size_t count, std::int64_t at) = 0;
+    virtual std::size_t TakeArrivedBy(BYTE* data, std::size_t count, std::int64_t at) = 0;
+    // Clock time (microseconds, rounded up) at which the first byte still to be taken towards
+    // this end arrives (it may have arrived already); negative when none.
+    virtual std::int64_t NextArrival() = 0;
 };
 
 // Maps a port name such as "COM2:" to a device path (termios; pseudo-terminals work).

@@ -42,12 +42,12 @@ VirtualClock::~VirtualClock() {
 }
 
 std::int64_t VirtualClock::WallMs() const {
-    return wallBaseMs_ + FloorDiv(now_, 1000);
+    return wallBaseMs_ + FloorDiv(now_.load(), 1000);
 }
 
 int VirtualClock::SetWallMs(std::int64_t ms, bool) {
     // The machine's clock is never touched while time is simulated.
-    wallBaseMs_ = ms - FloorDiv(now_, 1000);
+    wallBaseMs_ = ms - FloorDiv(now_.load(), 1000);
     return 0;
 }
 
@@ -126,8 +126,8 @@ void VirtualClock::Advance(KernelLock& lock) {
     }
     // One waiter at a time, even when several are due at the same instant: the next one is
     // released only when everybody is blocked again, so ties resolve in a fixed order.
-    if (first->deadline > now_) {
-        now_ = first->deadline;
+    if (first->deadline > now_.load()) {
+        now_.store(first->deadline, std::memory_order_release);
         ++jumps_;
     }
     lock.kernel().Release(lock, *first, WAIT_TIMEOUT);

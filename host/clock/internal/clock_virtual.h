@@ -5,6 +5,7 @@
 // time. Internal to host/.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -21,7 +22,7 @@ class VirtualClock final : public Clock {
     ~VirtualClock() override;
 
     bool IsVirtual() const override { return true; }
-    Micros Now() const override { return now_; }
+    Micros Now() const override { return now_.load(std::memory_order_acquire); }
     std::int64_t WallMs() const override;
     int SetWallMs(std::int64_t ms, bool setMachine) override;
     void Block(Waiter& waiter, KernelLock& lock) override;
@@ -45,8 +46,8 @@ class VirtualClock final : public Clock {
     void PassTurn(KernelLock& lock);
     std::string NameOf(const ThreadCtx& thread) const;
 
-    Micros now_ = 0;
-    std::int64_t wallBaseMs_;  // logger time at monotonic zero
+    std::atomic<Micros> now_{0};  // written under the kernel lock
+    std::int64_t wallBaseMs_;     // logger time at monotonic zero
     std::uint64_t jumps_ = 0;
     std::shared_ptr<ThreadCtx> driver_;
     // In the order they joined, so the deadlock report reads the same every run.

@@ -40,6 +40,7 @@ Kernel& Kernel::Instance() {
         auto* k = new Kernel;
         k->realClock = std::make_unique<RealClock>();
         k->clock = k->realClock.get();
+        k->lockFreeClock.store(k->clock);
         return k;
     }();
     return *instance;

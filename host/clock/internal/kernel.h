@@ -6,6 +6,7 @@
 // them runnable at once) and wakes them only after the mutex is released.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -87,6 +88,8 @@ class Kernel {
 
     std::mutex mutex;
     Clock* clock = nullptr;  // the real clock unless a virtual one is installed
+    // The same, for reading the time without the lock: a clock's Now is safe from any thread.
+    std::atomic<Clock*> lockFreeClock{nullptr};
     std::unique_ptr<Clock> realClock;
     std::unique_ptr<Clock> virtualClock;
 
@@ -109,6 +112,7 @@ class Kernel {
     bool allowMachineClockSet = false;
     int nextSubscriberId = 1;
     std::vector<std::pair<int, std::function<void()>>> subscribers;
+    std::vector<std::pair<int, std::function<void()>>> beforeSetSubscribers;
 
   private:
     std::uint64_t nextSeq_ = 0;

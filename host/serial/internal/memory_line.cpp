@@ -32,6 +32,7 @@ class MemoryLine::Source : public ByteSource {
   public:
     explicit Source(MemoryLine& line) : line_(line) {}
     std::size_t Take(BYTE* data, std::size_t count) override {
+        line_.CatchUpPeer();
         std::lock_guard lock(line_.mutex_);
         return line_.TakeArrived(line_.toPort_, data, count, NowNanos());
     }
@@ -39,8 +40,9 @@ class MemoryLine::Source : public ByteSource {
         Micros next;
         {
             std::lock_guard lock(line_.mutex_);
-            next = line_.NextArrival(line_.toPort_);
+            next = line_.NextPendingArrival(line_.toPort_);
         }
+        next = MinDeadline(next, line_.PeerNextEvent());
         const std::array<TWaitable*, 1> objects{&line_.toPort_.arrived};
         WaitUntil(objects, MinDeadline(deadline, next));
     }
@@ -56,6 +58,7 @@ MemoryLine::MemoryLine(const std::wstring& name, bool modelLineSpeed)
       toPort_(ToUtf8(name) + " to port") {}
 
 bool MemoryLine::OpenPort() {
+    CatchUpPeer();
     std::lock_guard lock(mutex_);
     if (portOpen_)
         return false;
@@ -65,6 +68,7 @@ bool MemoryLine::OpenPort() {
 }
 
 void MemoryLine::ClosePort() {
+    CatchUpPeer();
     std::lock_guard lock(mutex_);
     portOpen_ = false;
     // Whatever was still coming towards the port is lost with nobody listening.
@@ -74,14 +78,14 @@ void MemoryLine::ClosePort() {
 bool MemoryLine::ConfigurePort(DWORD baud, BYTE dataBits, BYTE parity, BYTE stopBits) {
     if (baud == 0)
         return false;
+    CatchUpPeer();
     std::lock_guard lock(mutex_);
     baud_ = baud;
     byteTime_ = ByteTimeNanos(baud, 1 + dataBits + (parity != 0 ? 1 : 0) + stopBits);
     return true;
 }
 
-void MemoryLine::Queue(Direction& direction, const BYTE* data, std::size_t count) {
-    const Nanos now = NowNanos();
+void MemoryLine::Queue(Direction& direction, const BYTE* data, std::size_t count, Nanos now) {
     for (std::size_t i = 0; i < count; ++i) {
         Nanos arrival = now;
         if (modelLineSpeed_) {
@@ -111,7 +115,7 @@ std::size_t MemoryLine::CountArrived(const Direction& direction, Nanos now) cons
     return static_cast<std::size_t>(firstPending - direction.bytes.begin());
 }
 
-Micros MemoryLine::NextArrival(const Direction& direction) const {
+Micros MemoryLine::NextPendingArrival(const Direction& direction) const {
     const Nanos now = NowNanos();
     for (const Timed& timed : direction.bytes) {
         if (timed.arrival > now)
@@ -121,11 +125,12 @@ Micros MemoryLine::NextArrival(const Direction& direction) const {
 }
 
 bool MemoryLine::PortSend(const BYTE* data, std::size_t count) {
+    CatchUpPeer();
     {
         std::lock_guard lock(mutex_);
         if (!portOpen_)
             return false;
-        Queue(toPeer_, data, count);
+        Queue(toPeer_, data, count, NowNanos());
     }
     toPeer_.arrived.Set();
     return true;
@@ -137,6 +142,7 @@ std::size_t MemoryLine::PortReceive(BYTE* data, std::size_t count, const COMMTIM
 }
 
 void MemoryLine::PortFlushInput() {
+    CatchUpPeer();
     std::lock_guard lock(mutex_);
     // Only what has arrived is in the input buffer; bytes still on the wire come later.
     const std::size_t arrived = CountArrived(toPort_, NowNanos());
@@ -145,6 +151,7 @@ void MemoryLine::PortFlushInput() {
 }
 
 std::size_t MemoryLine::PortBytesWaiting() {
+    CatchUpPeer();
     std::lock_guard lock(mutex_);
     return CountArrived(toPort_, NowNanos());
 }
@@ -160,14 +167,50 @@ void MemoryLine::PortDrain() {
 }
 
 bool MemoryLine::Write(const BYTE* data, std::size_t count) {
+    return WriteAt(data, count, NowMicros());
+}
+
+bool MemoryLine::WriteAt(const BYTE* data, std::size_t count, Micros at) {
     {
         std::lock_guard lock(mutex_);
         if (!portOpen_)
             return true;  // sent into a line nobody listens to
-        Queue(toPort_, data, count);
+        Queue(toPort_, data, count, at * 1000);
     }
     toPort_.arrived.Set();
     return true;
+}
+
+std::size_t MemoryLine::TakeArrivedBy(BYTE* data, std::size_t count, Micros at) {
+    std::lock_guard lock(mutex_);
+    return TakeArrived(toPeer_, data, count, at * 1000);
+}
+
+Micros MemoryLine::NextArrival() {
+    std::lock_guard lock(mutex_);
+    return toPeer_.bytes.empty() ? -1 : CeilMicros(toPeer_.bytes.front().arrival);
+}
+
+void MemoryLine::AttachPassive(PassivePeer* peer) {
+    std::lock_guard lock(passiveMutex_);
+    passive_ = peer;
+    caughtUpAt_.store(std::numeric_limits<Micros>::min());
+}
+
+void MemoryLine::CatchUpPeer() {
+    const Micros now = NowMicros();
+    if (caughtUpAt_.load() == now)
+        return;
+    std::lock_guard lock(passiveMutex_);
+    if (passive_ != nullptr) {
+        passive_->CatchUp();
+        caughtUpAt_.store(now);
+    }
+}
+
+Micros MemoryLine::PeerNextEvent() {
+    std::lock_guard lock(passiveMutex_);
+    return passive_ != nullptr ? passive_->NextEvent() : -1;
 }
 
 std::size_t MemoryLine::Read(BYTE* data, std::size_t count, DWORD timeoutMs) {
@@ -186,7 +229,7 @@ std::size_t MemoryLine::Read(BYTE* data, std::size_t count, DWORD timeoutMs) {
             const std::size_t taken = TakeArrived(toPeer_, data, count, NowNanos());
             if (taken > 0)
                 return taken;
-            next = NextArrival(toPeer_);
+            next = NextPendingArrival(toPeer_);
         }
         if (deadline >= 0 && NowMicros() >= deadline)
             return 0;

@@ -3,8 +3,10 @@
 // modelled line costs exactly the virtual time a real one would.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +39,10 @@ class MemoryLine : public SerialPeer {
     void Wake() override;
     bool PortIsOpen() const override;
     DWORD Baud() const override;
+    void AttachPassive(PassivePeer* peer) override;
+    bool WriteAt(const BYTE* data, std::size_t count, Micros at) override;
+    std::size_t TakeArrivedBy(BYTE* data, std::size_t count, Micros at) override;
+    Micros NextArrival() override;
 
   private:
     using Nanos = std::int64_t;
@@ -55,15 +61,24 @@ class MemoryLine : public SerialPeer {
     };
     class Source;
 
-    void Queue(Direction& direction, const BYTE* data, std::size_t count);
+    void Queue(Direction& direction, const BYTE* data, std::size_t count, Nanos now);
     std::size_t TakeArrived(Direction& direction, BYTE* data, std::size_t count, Nanos now);
     std::size_t CountArrived(const Direction& direction, Nanos now) const;
     // Clock time (µs, rounded up) of the next byte still on its way; negative when none.
-    Micros NextArrival(const Direction& direction) const;
+    Micros NextPendingArrival(const Direction& direction) const;
+    // A passive peer's catch-up and next action (none when no peer is attached).
+    void CatchUpPeer();
+    Micros PeerNextEvent();
     static Nanos NowNanos() { return NowMicros() * 1000; }
     static Micros CeilMicros(Nanos ns) { return (ns + 999) / 1000; }
 
     const bool modelLineSpeed_;
+    // Held across a passive peer's calls, never with mutex_, so that it can write to the line.
+    std::mutex passiveMutex_;
+    PassivePeer* passive_ = nullptr;
+    // The instant of the last catch-up: another at the same instant finds nothing to do, since
+    // what the peer does at an instant it does at once, and bytes sent now arrive later.
+    std::atomic<Micros> caughtUpAt_{std::numeric_limits<Micros>::min()};
     mutable std::mutex mutex_;
     bool portOpen_ = false;
     bool wake_ = false;
