@@ -7,6 +7,18 @@
 
 namespace tarvo::sim {
 
+namespace {
+
+Micros Earlier(Micros a, Micros b) {
+    if (a < 0)
+        return b;
+    if (b < 0)
+        return a;
+    return std::min(a, b);
+}
+
+}  // namespace
+
 InProcessTransmitter::InProcessTransmitter(std::wstring portName, TransmitterOptions options,
                                            bool modelLineSpeed)
     : mappedName_(std::move(portName)),
@@ -29,52 +41,101 @@ InProcessTransmitter::~InProcessTransmitter() {
 }
 
 void InProcessTransmitter::Start() {
-    thread_ = std::make_unique<TThread>([this] { Serve(); }, "corvane-sim");
+    {
+        std::lock_guard lock(mutex_);
+        Turn(host::NowMicros());
+    }
+    // Logger time is stamped on everything the device records, so what happened before a clock
+    // set must be recorded under the time it happened in.
+    clockSetSubscription_ = host::SubscribeBeforeTimeSet([this] { CatchUp(); });
+    peer_->AttachPassive(this);
 }
 
 void InProcessTransmitter::Stop() {
-    stop_.store(true);
-    if (thread_) {
-        peer_->Wake();
-        thread_.reset();
+    {
+        std::lock_guard lock(mutex_);
+        if (stopped_) {
+            return;
+        }
+        BringUpToNow();
+        stopped_ = true;
     }
+    // Outside the device's lock: detaching waits for a catch-up that may be waiting for it.
+    peer_->AttachPassive(nullptr);
+    host::UnsubscribeBeforeTimeSet(clockSetSubscription_);
 }
 
-void InProcessTransmitter::Nudge() {
-    peer_->Wake();
+void InProcessTransmitter::CatchUp() {
+    std::lock_guard lock(mutex_);
+    BringUpToNow();
 }
 
-void InProcessTransmitter::Serve() {
-    std::vector<BYTE> buffer(4096);
-    while (!stop_.load()) {
-        std::vector<BYTE> out;
-        std::optional<Micros> wake;
-        {
-            std::lock_guard lock(mutex_);
-            device_->Poll();
-            out = device_->TakeDueOutput();
-            wake = device_->NextWake();
-        }
-        if (!out.empty()) {
-            peer_->Write(out.data(), out.size());
-        }
-        DWORD timeoutMs = INFINITE;
-        if (wake) {
-            const Micros left = *wake - host::NowMicros();
-            if (left <= 0) {
-                continue;  // already due: act on it before listening again
-            }
-            // Round up, so the thread never wakes a hair early and spins.
-            timeoutMs = static_cast<DWORD>(std::min<Micros>((left + 999) / 1000, INFINITE - 1));
-        }
-        const std::size_t count = peer_->Read(buffer.data(), buffer.size(), timeoutMs);
-        if (stop_.load()) {
+Micros InProcessTransmitter::NextEvent() {
+    std::lock_guard lock(mutex_);
+    return stopped_ ? -1 : NextEventLocked();
+}
+
+Micros InProcessTransmitter::NextEventLocked() const {
+    return Earlier(peer_->NextArrival(), wake_.value_or(-1));
+}
+
+Micros InProcessTransmitter::BringUpToNow() {
+    const Micros now = host::NowMicros();
+    if (stopped_) {
+        return now;
+    }
+    for (;;) {
+        const Micros arrival = peer_->NextArrival();
+        const Micros next = Earlier(arrival, wake_.value_or(-1));
+        if (next < 0 || next > now) {
             break;
         }
-        if (count > 0) {
-            std::lock_guard lock(mutex_);
-            device_->Receive(std::span<const BYTE>(buffer.data(), count));
+        // A read returns what has arrived even when its time-out falls due at the same moment.
+        if (arrival == next) {
+            const std::size_t count = peer_->TakeArrivedBy(buffer_.data(), buffer_.size(), next);
+            time_.Pin(next);
+            // Receiving acts on what is due first, so the turn's own Poll would find nothing.
+            device_->Receive(std::span<const BYTE>(buffer_.data(), count));
+            Deliver(next);
+        } else {
+            Turn(next);
         }
+    }
+    time_.Unpin();
+    return now;
+}
+
+void InProcessTransmitter::Turn(Micros at) {
+    time_.Pin(at);
+    device_->Poll();
+    Deliver(at);
+}
+
+void InProcessTransmitter::Deliver(Micros at) {
+    for (;;) {
+        const std::vector<BYTE> out = device_->TakeDueOutput();
+        if (!out.empty()) {
+            peer_->WriteAt(out.data(), out.size(), at);
+        }
+        const std::optional<Micros> wake = device_->NextWake();
+        if (!wake) {
+            wake_.reset();
+            break;
+        }
+        const Micros left = *wake - at;
+        if (left > 0) {
+            // Rounded up, as a wait in whole milliseconds would be: never a hair early.
+            wake_ = at + (left + 999) / 1000 * 1000;
+            break;
+        }
+        device_->Poll();
+    }
+    time_.Unpin();
+}
+
+void InProcessTransmitter::Replan(Micros at) {
+    if (!stopped_) {
+        Turn(at);
     }
 }
 

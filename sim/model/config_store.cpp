@@ -70,6 +70,7 @@ const std::map<WORD, std::vector<BYTE>>& ConfigStore::Defaults() {
 }
 
 void ConfigStore::Reset() {
+    selfTimed_.reset();
     values_ = Defaults();
     written_.clear();
 }
@@ -110,6 +111,7 @@ bool ConfigStore::Acceptable(WORD code, std::span<const BYTE> payload, std::stri
 }
 
 void ConfigStore::Set(WORD code, std::span<const BYTE> payload) {
+    selfTimed_.reset();
     values_[code].assign(payload.begin(), payload.end());
     written_[code] = true;
 }
@@ -145,7 +147,10 @@ std::int64_t ConfigStore::Seconds(WORD code) const {
 }
 
 SelfTimedConfig ConfigStore::SelfTimed() const {
-    SelfTimedConfig config;
+    if (selfTimed_) {
+        return *selfTimed_;
+    }
+    SelfTimedConfig& config = selfTimed_.emplace();
     config.enabled = Bool(200);
     config.channel = U16(202);
     config.intervalSeconds = Seconds(204);

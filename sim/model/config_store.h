@@ -72,6 +72,9 @@ class ConfigStore {
 
     std::map<WORD, std::vector<BYTE>> values_;
     std::map<WORD, bool> written_;
+    // The device looks at its self-timed settings whenever it acts; they change only by Set and
+    // Reset, which drop this.
+    mutable std::optional<SelfTimedConfig> selfTimed_;
 };
 
 }  // namespace tarvo::sim

@@ -1,4 +1,4 @@
-// The simulator on an in-memory line, served by its own platform thread, driven through the
+// The simulator on an in-memory line, served as the port side looks, driven through the
 // logger's serial port in virtual time.
 #include <gtest/gtest.h>
 
@@ -68,4 +68,22 @@ TEST(InProcessTransmitter, ResetsAndTakesFaultsWhileItRuns) {
     EXPECT_EQ(port.Ask(31), kNoReply) << "2.5 s is past the 2 s wait";
     Sleep(1'000);
     EXPECT_EQ(port.Ask(771), Bytes{1}) << "the late reply met a closed port";
+}
+
+TEST(InProcessTransmitter, StampsWhatItDidWhileNobodyLookedWithTheLoggerTimeOfThatMoment) {
+    ScopedVirtualClock clock(kStart);
+    InProcessTransmitter corvane(kPort);
+    LoggerPort port(kPort);
+    corvane.InjectFault({FaultKind::SlowReply, 31, 1, "", 2'500});
+    ASSERT_EQ(port.Ask(31), kNoReply);
+    Sleep(5'000);  // the late reply leaves while the port is closed and nobody asks
+    ASSERT_TRUE(SetSystemTime(TTime(2024, 3, 2, 0, 0, 0).GetAsSystemTime()));
+
+    const auto transcript = corvane.Transcript();
+    ASSERT_FALSE(transcript.empty());
+    const TranscriptEntry& reply = transcript.back();
+    ASSERT_EQ(reply.direction, Direction::Reply);
+    const std::int64_t sinceStart = reply.loggerMs - kStart.GetMillisecondsSince1970();
+    EXPECT_GE(sinceStart, 2'500) << "not before its delay";
+    EXPECT_LT(sinceStart, 3'000) << "stamped when it left, before the logger's clock was set";
 }
