@@ -78,61 +78,72 @@ const char* OutcomeMark(RequestOutcome outcome) {
     return "";
 }
 
+void AddToSummary(ExchangeSummary& s, const sim::TranscriptEntry& e, Sequence sequence) {
+    switch (e.direction) {
+        case sim::Direction::Noise:
+            ++s.noiseRuns;
+            return;
+        case sim::Direction::Event:
+            ++s.events;
+            return;
+        case sim::Direction::Reply: {
+            // A reply with a fault of its own carries a note; a plain reply has none.
+            const bool garbled = !e.crcGood || Has(e.note, "fault ");
+            for (CodeCounts* c : {&s.byCode[e.type], &s.total}) {
+                ++c->replies;
+                c->badReplies += garbled ? 1 : 0;
+            }
+            return;
+        }
+        case sim::Direction::Request:
+            break;
+    }
+    const RequestOutcome outcome = ClassifyRequest(e);
+    for (CodeCounts* c : {&s.byCode[e.type], &s.total}) {
+        switch (outcome) {
+            case RequestOutcome::BadCrc:
+                ++c->badCrc;
+                continue;  // not a request the transmitter could read
+            case RequestOutcome::Refused:
+                ++c->refused;
+                break;
+            case RequestOutcome::Unknown:
+                ++c->unknown;
+                break;
+            case RequestOutcome::Repeat:
+                ++c->repeats;
+                break;
+            case RequestOutcome::Unanswered:
+            case RequestOutcome::Ignored:
+                ++c->unanswered;
+                break;
+            case RequestOutcome::Done:
+                break;
+        }
+        ++c->requests;
+    }
+    const std::string label = std::to_string(e.type) + OutcomeMark(outcome);
+    switch (sequence) {
+        case Sequence::Start:
+            s.start.push_back(label);
+            break;
+        case Sequence::Stop:
+            s.stop.push_back(label);
+            break;
+        case Sequence::Recording:
+            ++s.recording[e.type];
+            break;
+    }
+}
+
 ExchangeSummary Summarize(const std::vector<sim::TranscriptEntry>& transcript, std::size_t startEnd,
                           std::size_t stopBegin) {
     ExchangeSummary s;
     for (std::size_t i = 0; i < transcript.size(); ++i) {
-        const auto& e = transcript[i];
-        switch (e.direction) {
-            case sim::Direction::Noise:
-                ++s.noiseRuns;
-                continue;
-            case sim::Direction::Event:
-                ++s.events;
-                continue;
-            case sim::Direction::Reply: {
-                // A reply with a fault of its own carries a note; a plain reply has none.
-                const bool garbled = !e.crcGood || Has(e.note, "fault ");
-                for (CodeCounts* c : {&s.byCode[e.type], &s.total}) {
-                    ++c->replies;
-                    c->badReplies += garbled ? 1 : 0;
-                }
-                continue;
-            }
-            case sim::Direction::Request:
-                break;
-        }
-        const RequestOutcome outcome = ClassifyRequest(e);
-        for (CodeCounts* c : {&s.byCode[e.type], &s.total}) {
-            switch (outcome) {
-                case RequestOutcome::BadCrc:
-                    ++c->badCrc;
-                    continue;  // not a request the transmitter could read
-                case RequestOutcome::Refused:
-                    ++c->refused;
-                    break;
-                case RequestOutcome::Unknown:
-                    ++c->unknown;
-                    break;
-                case RequestOutcome::Repeat:
-                    ++c->repeats;
-                    break;
-                case RequestOutcome::Unanswered:
-                case RequestOutcome::Ignored:
-                    ++c->unanswered;
-                    break;
-                case RequestOutcome::Done:
-                    break;
-            }
-            ++c->requests;
-        }
-        const std::string label = std::to_string(e.type) + OutcomeMark(outcome);
-        if (i < startEnd)
-            s.start.push_back(label);
-        else if (i >= stopBegin)
-            s.stop.push_back(label);
-        else
-            ++s.recording[e.type];
+        const Sequence sequence = i < startEnd     ? Sequence::Start
+                                  : i >= stopBegin ? Sequence::Stop
+                                                   : Sequence::Recording;
+        AddToSummary(s, transcript[i], sequence);
     }
     return s;
 }

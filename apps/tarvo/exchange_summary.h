@@ -53,6 +53,13 @@ struct ExchangeSummary {
     int events = 0;     // things the transmitter did by itself (restarts)
 };
 
+// Which part of the run a transcript entry was made in: the start sequence, recording or the stop
+// sequence.
+enum class Sequence { Start, Recording, Stop };
+
+// Counts one entry into `summary`, as it is made: a long run keeps the tally, not the transcript.
+void AddToSummary(ExchangeSummary& summary, const sim::TranscriptEntry& entry, Sequence sequence);
+
 // `startEnd` and `stopBegin` are the transcript's lengths when recording had started and when it
 // was about to stop; entries before the first are the start sequence, entries from the second on
 // the stop sequence.

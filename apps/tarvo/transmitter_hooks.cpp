@@ -41,6 +41,11 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
 
     sim::TransmitterOptions device;
     device.clockOffsetMs = options.simClockOffsetMs.value_or(0);
+    device.keepRecords = false;
+    device.onTranscript = [this](const sim::TranscriptEntry& entry) {
+        AddToSummary(summary_, entry, sequence_);
+    };
+    device.onDownlink = [this](const sim::DownlinkEntry& entry) { downlink_.push_back(entry); };
     if (!options.transcriptPath.empty()) {
         transcriptFile_ = std::fopen(options.transcriptPath.c_str(), "we");
         if (transcriptFile_ == nullptr) {
@@ -58,26 +63,25 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
     return true;
 }
 
-std::size_t TransmitterHooks::TranscriptSize() {
-    return simulator_->With([](sim::Transmitter& t) { return t.Transcript().size(); });
+void TransmitterHooks::Enter(Sequence sequence) {
+    // Under the simulator's lock, once it has caught up with everything made before now.
+    simulator_->With([this, sequence](sim::Transmitter&) { sequence_ = sequence; });
 }
 
 void TransmitterHooks::Started(RunSession&) {
     if (simulator_)
-        startEnd_ = TranscriptSize();
+        Enter(Sequence::Recording);
 }
 
 void TransmitterHooks::Stopping(RunSession&) {
     if (simulator_)
-        stopBegin_ = TranscriptSize();
+        Enter(Sequence::Stop);
 }
 
 void TransmitterHooks::AfterStop(RunSession&) {
     if (!simulator_)
         return;
     simulator_->Stop();
-    transcript_ = simulator_->Transcript();
-    downlink_ = simulator_->Downlink();
     simulator_.reset();
     if (transcriptFile_ != nullptr) {
         std::fclose(transcriptFile_);
@@ -105,7 +109,7 @@ void TransmitterHooks::Report(RunSession& session) {
         return;
     }
     std::fprintf(out, "\nTransmitter on %s simulated in process\n", name.c_str());
-    PrintExchanges(out, Summarize(transcript_, startEnd_, stopBegin_.value_or(transcript_.size())));
+    PrintExchanges(out, summary_);
     std::fprintf(out, "\nDownlink log of the simulated transmitter\n");
     PrintDownlink(out, downlink_);
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "apps/tarvo/corvane_port.h"
+#include "apps/tarvo/exchange_summary.h"
 #include "apps/tarvo/run_session.h"
 #include "sim/faces/in_process_transmitter.h"
 
@@ -34,16 +35,18 @@ class TransmitterHooks : public RunHooks {
     void Report(RunSession& session) override;
 
   private:
-    std::size_t TranscriptSize();
+    // Entries made from now on count in `sequence`.
+    void Enter(Sequence sequence);
 
     std::optional<CorvanePort> port_;
     std::string device_;  // the --serial path mapped to the port, if any
     std::unique_ptr<sim::InProcessTransmitter> simulator_;
     bool simulated_ = false;
     std::FILE* transcriptFile_ = nullptr;
-    std::size_t startEnd_ = 0;
-    std::optional<std::size_t> stopBegin_;
-    std::vector<sim::TranscriptEntry> transcript_;
+    // Filled as the simulator makes its records (under its lock), read once it has stopped: a
+    // long run keeps the tally and the downlink log, never the whole transcript.
+    Sequence sequence_ = Sequence::Start;
+    ExchangeSummary summary_;
     std::vector<sim::DownlinkEntry> downlink_;
 };
 

@@ -581,6 +581,9 @@ void Transmitter::Record(TranscriptEntry entry) {
     if (options_.sink) {
         options_.sink(ToJson(entry));
     }
+    if (options_.onTranscript) {
+        options_.onTranscript(entry);
+    }
     if (options_.keepRecords) {
         transcript_.push_back(std::move(entry));
     }
@@ -589,6 +592,9 @@ void Transmitter::Record(TranscriptEntry entry) {
 void Transmitter::Record(DownlinkEntry entry) {
     if (options_.sink) {
         options_.sink(ToJson(entry));
+    }
+    if (options_.onDownlink) {
+        options_.onDownlink(entry);
     }
     if (options_.keepRecords) {
         downlink_.push_back(std::move(entry));

@@ -40,6 +40,9 @@ struct TransmitterOptions {
     bool keepRecords = true;  // keep transcript and downlink log in memory
     // Receives every transcript and downlink entry as one JSON line, as it is made.
     std::function<void(const std::string&)> sink;
+    // Receive every entry as it is made, for a face that tallies entries instead of keeping them.
+    std::function<void(const TranscriptEntry&)> onTranscript;
+    std::function<void(const DownlinkEntry&)> onDownlink;
 };
 
 // Transmission and error counters: shown by status (4), cleared by 5 and by a reset.
