@@ -1,9 +1,8 @@
 // The life-cycle, setup and recording functions the platform finds by name.
-#include <cstdlib>
-#include <cwchar>
 #include <string>
 #include <type_traits>
 
+#include "corvane/core/caller_copy.h"
 #include "corvane/core/device.h"
 #include "corvane/core/exports.h"
 #include "platform/dialogs.h"
@@ -16,16 +15,6 @@ void ShowReport(const std::wstring& report) {
     if (!report.empty()) {
         MessageDlg(nullptr, report, 60, 0);
     }
-}
-
-// A copy the caller owns and frees with free(), so that it does not depend on our allocator's
-// lifetime or on the module staying loaded.
-wchar_t* CallerOwnedCopy(const std::wstring& text) {
-    auto* copy = static_cast<wchar_t*>(std::malloc((text.size() + 1) * sizeof(wchar_t)));
-    if (copy != nullptr) {
-        std::wmemcpy(copy, text.c_str(), text.size() + 1);
-    }
-    return copy;
 }
 
 }  // namespace
@@ -86,11 +75,11 @@ int OnEngineStop() {
 }
 
 wchar_t* Start() {
-    return CallerOwnedCopy(TheCorvane().RecordingStart());
+    return corvane::CallerOwnedCopy(TheCorvane().RecordingStart());
 }
 
 wchar_t* Stop() {
-    return CallerOwnedCopy(TheCorvane().RecordingStop());
+    return corvane::CallerOwnedCopy(TheCorvane().RecordingStop());
 }
 
 }  // extern "C"
