@@ -86,6 +86,11 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     bool SendSatIdAndOffset() override;
     // 770. Refused only by a reply text other than "Unknown command"; that text is `reason`.
     corvane::CommandResult MasterStart(std::wstring& reason);
+    // The transmitter's status report (4), for an operator who waits: false at once, with no
+    // exchange, while neither transmission is enabled; otherwise one exchange waiting at most
+    // kOperatorLockWaitMs for the session lock, without dead-time wait. True with the reply's
+    // text in `status`; false, `status` untouched, when it failed or the reply was empty.
+    bool ReadStatus(std::wstring& status);
 
     // --- Recording start and stop ------------------------------------------------------------
     // Both run under the state lock (taken without limit), so they exclude each other; each

@@ -1,5 +1,6 @@
 // libcorvane.so loaded through the host's plug-in loader, the way the platform finds it: every
 // export by its exact name, and the setup section handed over and written back through it.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -32,6 +33,22 @@ TEST(CorvanePlugin, LoaderFindsEveryRequiredExportByName) {
     EXPECT_NE(e.InitSetup, nullptr);
     EXPECT_EQ(plugin->SetupTag(), L"Corvane");
     EXPECT_EQ(plugin->FileVersion(), L"3.9.0.8");
+}
+
+TEST(CorvanePlugin, EveryControlExportIsFoundByItsExactName) {
+    void* library = dlopen(CORVANE_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    for (const char* name :
+         {"GetCorvaneID",       "SetCorvaneID",    "CorvaneTxEnabled", "GetCorvaneStatus",
+          "IsSelfTimedEnabled", "EnableSelfTimed", "GetSTTxTime",      "SetSTTxTime",
+          "GetSTTxInterval",    "SetSTTxInterval", "GetSTChannel",     "SetSTChannel",
+          "GetSTType",          "SetSTType",       "IsRandomEnabled",  "EnableRandom",
+          "GetRTNormalRate",    "SetRTNormalRate", "GetRTAlarmRate",   "SetRTAlarmRate",
+          "GetRTChannel",       "SetRTChannel",    "GetRTType",        "SetRTType",
+          "SetBasicHook",       "GetReportString"}) {
+        EXPECT_NE(dlsym(library, name), nullptr) << name;
+    }
+    dlclose(library);
 }
 
 TEST(CorvanePlugin, SectionReadThroughTheLoaderIsWrittenBackAsItWasRead) {
