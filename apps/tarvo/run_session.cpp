@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "apps/tarvo/interrupt.h"
-#include "host/clock/clock.h"
 #include "host/engine/logger_folders.h"
 #include "host/engine/plugin.h"
 #include "host/log/report_sinks.h"
@@ -53,6 +52,7 @@ void RunSession::AddHooks(std::unique_ptr<RunHooks> hooks) {
 int RunSession::Fail(const std::string& message) {
     std::fprintf(err_, "tarvo: %s\n", message.c_str());
     Engine().Shutdown();
+    clock_.reset();
     return 1;
 }
 
@@ -61,7 +61,7 @@ bool RunSession::LoadPlugins() {
     return LoadInto(Engine(), paths, err_);
 }
 
-int RunSession::Execute() {
+int RunSession::Open() {
     for (auto& h : hooks_)
         h->Configure(options_);
 
@@ -78,17 +78,16 @@ int RunSession::Execute() {
     host::SetLoggerFolder(host::LoggerFolder::FlashDisk, options_.flashDisk);
     host::SetLoggerFolder(host::LoggerFolder::StorageCard, options_.storageCard);
 
-    // The clock comes first and goes last: every platform thread of the run lives inside it.
-    std::optional<host::ScopedVirtualClock> clock;
     if (options_.Virtual()) {
         TTime start = options_.start.value_or(
             TTime::FromSecondsSince1970(TTime::GetCurrentTime().GetSecondsSince1970()));
-        clock.emplace(start);
+        clock_.emplace(start);
     }
 
     auto& engine = Engine();
     if (!LoadPlugins()) {
         engine.Shutdown();
+        clock_.reset();
         return 1;
     }
     std::string error;
@@ -102,7 +101,22 @@ int RunSession::Execute() {
             return Fail(error);
         }
     }
+    return 0;
+}
 
+void RunSession::Close() {
+    for (auto& h : hooks_)
+        h->AfterStop(*this);
+    Engine().Shutdown();
+    host::AllowMachineClockSet(false);
+    clock_.reset();
+}
+
+int RunSession::Execute() {
+    if (const int status = Open(); status != 0)
+        return status;
+
+    auto& engine = Engine();
     const TTime begin = TTime::GetCurrentTime();
     const host::Micros beginMicros = host::NowMicros();
     TEvent interrupt(true, false, "interrupt");
@@ -132,6 +146,7 @@ int RunSession::Execute() {
     for (auto& h : hooks_)
         h->Report(*this);
     std::fflush(out_);
+    clock_.reset();
     return interrupted_ ? 130 : 0;
 }
 

@@ -5,10 +5,12 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/tarvo/options.h"
+#include "host/clock/clock.h"
 #include "host/engine/engine.h"
 
 namespace tarvo::runner {
@@ -49,6 +51,14 @@ class RunSession {
     // Runs the whole session; returns the exit status (0, 1, or 130 after an interrupt).
     int Execute();
 
+    // A session's preparations without the recording, for a command that does something else
+    // with the loaded setup: the log sinks, port mappings, clock, plug-ins, setup and each
+    // hook's BeforeStart. 0 when all is ready (Close must follow); otherwise the exit status,
+    // with the error shown and everything undone.
+    int Open();
+    // Ends what Open began: each hook's AfterStop, the engine's shutdown, the clock.
+    void Close();
+
     const RunOptions& Options() const { return options_; }
     host::HostEngine& Engine() { return host::GetHostEngine(); }
     std::FILE* Out() const { return out_; }
@@ -65,6 +75,8 @@ class RunSession {
     std::FILE* err_;
     std::vector<std::unique_ptr<RunHooks>> hooks_;
     bool interrupted_ = false;
+    // The clock comes first and goes last: every platform thread of the session lives inside it.
+    std::optional<host::ScopedVirtualClock> clock_;
 };
 
 // `tarvo blocks`: the block types of the host and of the plug-ins, one per line.
