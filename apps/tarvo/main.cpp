@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/tarvo/call_command.h"
 #include "apps/tarvo/options.h"
 #include "apps/tarvo/run_journal.h"
 #include "apps/tarvo/run_session.h"
@@ -25,6 +26,8 @@ int main(int argc, char** argv) {
         case Command::Kind::Version:
             std::printf("tarvo %s\n", TARVO_VERSION);
             return 0;
+        case Command::Kind::Call:
+            return ExecuteCall(command.call, stdout, stderr);
         case Command::Kind::Blocks:
             return ListBlocks(command.blocks, stdout, stderr);
         case Command::Kind::Run: {

@@ -31,12 +31,59 @@ bool ParsePlugins(const std::vector<std::string>& args, std::size_t& i,
     return true;
 }
 
+// The options of a session that reaches the transmitter, shared by run and call: Taken when
+// args[i] was one of them (i moves past its value), Failed with `error`, or NotShared.
+enum class SharedOption { Taken, Failed, NotShared };
+
+SharedOption ParseSessionOption(const std::vector<std::string>& args, std::size_t& i,
+                                RunOptions& run, std::string& error) {
+    const std::string& a = args[i];
+    std::string value;
+    auto taken = [](bool ok) { return ok ? SharedOption::Taken : SharedOption::Failed; };
+    if (a == "--serial") {
+        if (!TakeValue(args, i, a, value, error))
+            return SharedOption::Failed;
+        auto eq = value.find('=');
+        if (eq == std::string::npos || eq == 0 || eq + 1 == value.size()) {
+            error =
+                "--serial: expected NAME=PATH such as COM2:=/dev/ttyUSB0, not \"" + value + "\"";
+            return SharedOption::Failed;
+        }
+        run.serial.emplace_back(value.substr(0, eq), value.substr(eq + 1));
+        return SharedOption::Taken;
+    }
+    if (a == "--level") {
+        if (!TakeValue(args, i, a, value, error))
+            return SharedOption::Failed;
+        TReportLevel level;
+        if (!host::ParseLevel(value, level)) {
+            error = "--level: expected debug, status, warning or error, not \"" + value + "\"";
+            return SharedOption::Failed;
+        }
+        run.level = level;
+        return SharedOption::Taken;
+    }
+    if (a == "--plugin")
+        return taken(ParsePlugins(args, i, run.plugins, error));
+    if (a == "--log")
+        return taken(TakeValue(args, i, a, run.logFile, error));
+    if (a == "--no-sim") {
+        run.simulator = false;
+        return SharedOption::Taken;
+    }
+    return SharedOption::NotShared;
+}
+
 bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& run,
               std::string& error) {
     for (; i < args.size(); ++i) {
         const std::string& a = args[i];
         std::string value;
-        if (a == "--for") {
+        if (const SharedOption shared = ParseSessionOption(args, i, run, error);
+            shared != SharedOption::NotShared) {
+            if (shared == SharedOption::Failed)
+                return false;
+        } else if (a == "--for") {
             if (!TakeValue(args, i, a, value, error))
                 return false;
             std::int64_t ms = 0;
@@ -46,16 +93,6 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
                 return false;
             }
             run.durationMs = ms;
-        } else if (a == "--serial") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            auto eq = value.find('=');
-            if (eq == std::string::npos || eq == 0 || eq + 1 == value.size()) {
-                error = "--serial: expected NAME=PATH such as COM2:=/dev/ttyUSB0, not \"" + value +
-                        "\"";
-                return false;
-            }
-            run.serial.emplace_back(value.substr(0, eq), value.substr(eq + 1));
         } else if (a == "--realtime") {
             run.realtime = true;
         } else if (a == "--start") {
@@ -67,21 +104,6 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
                 return false;
             }
             run.start = t;
-        } else if (a == "--plugin") {
-            if (!ParsePlugins(args, i, run.plugins, error))
-                return false;
-        } else if (a == "--log") {
-            if (!TakeValue(args, i, a, run.logFile, error))
-                return false;
-        } else if (a == "--level") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            TReportLevel level;
-            if (!host::ParseLevel(value, level)) {
-                error = "--level: expected debug, status, warning or error, not \"" + value + "\"";
-                return false;
-            }
-            run.level = level;
         } else if (a == "--set-machine-clock") {
             run.setMachineClock = true;
         } else if (a == "--flash-disk") {
@@ -90,8 +112,6 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
         } else if (a == "--storage-card") {
             if (!TakeValue(args, i, a, run.storageCard, error))
                 return false;
-        } else if (a == "--no-sim") {
-            run.simulator = false;
         } else if (a == "--transcript") {
             if (!TakeValue(args, i, a, run.transcriptPath, error))
                 return false;
@@ -157,12 +177,45 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
     return true;
 }
 
+bool ParseCall(const std::vector<std::string>& args, std::size_t i, CallOptions& call,
+               std::string& error) {
+    RunOptions& session = call.session;
+    std::vector<std::string> positional;
+    for (; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (const SharedOption shared = ParseSessionOption(args, i, session, error);
+            shared != SharedOption::NotShared) {
+            if (shared == SharedOption::Failed)
+                return false;
+        } else if (a == "--save") {
+            call.save = true;
+        } else if (a == "--module") {
+            if (!TakeValue(args, i, a, call.module, error))
+                return false;
+        } else if (a.starts_with("--")) {
+            // A single dash stays an argument, so that a negative number can be one.
+            error = "call: unknown option \"" + a + "\"";
+            return false;
+        } else {
+            positional.push_back(a);
+        }
+    }
+    if (positional.size() < 2) {
+        error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
+        return false;
+    }
+    session.setupPath = positional[0];
+    call.exportName = positional[1];
+    call.arguments.assign(positional.begin() + 2, positional.end());
+    return true;
+}
+
 }  // namespace
 
 bool ParseCommand(const std::vector<std::string>& args, Command& command, std::string& error) {
     command = Command{};
     if (args.empty()) {
-        error = "expected a command: run or blocks (see tarvo --help)";
+        error = "expected a command: run, call or blocks (see tarvo --help)";
         return false;
     }
     for (const auto& a : args) {
@@ -180,6 +233,10 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
         command.kind = Command::Kind::Run;
         return ParseRun(args, 1, command.run, error);
     }
+    if (verb == "call") {
+        command.kind = Command::Kind::Call;
+        return ParseCall(args, 1, command.call, error);
+    }
     if (verb == "blocks") {
         command.kind = Command::Kind::Blocks;
         for (std::size_t i = 1; i < args.size(); ++i) {
@@ -193,7 +250,7 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
         }
         return true;
     }
-    error = "unknown command \"" + verb + "\"; expected run or blocks (see tarvo --help)";
+    error = "unknown command \"" + verb + "\"; expected run, call or blocks (see tarvo --help)";
     return false;
 }
 
@@ -296,6 +353,8 @@ Usage:
                   [--no-sim] [--transcript FILE] [--sim-fault FAULT]...
                   [--sim-clock-offset SECONDS] [--set-machine-clock]
                   [--flash-disk DIR] [--storage-card DIR]
+  tarvo call SETUP EXPORT [ARG...] [--save] [--module NAME] [--serial NAME=PATH]...
+                  [--no-sim] [--plugin PATH]... [--log FILE] [--level LEVEL]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
 
@@ -303,6 +362,11 @@ Commands:
   run SETUP   Load the setup file SETUP (a <TarvoSetup> file: see docs/setup-file.md), start
               recording, record for the given duration, then stop recording, print a summary
               and exit.
+  call        Load the setup file SETUP and its plug-ins, call the plug-in export EXPORT with
+              the arguments ARG, print its result, and with --save write the setup back.
+              Nothing records. The transmitter is reached as by run: simulated in process,
+              or a device through --serial, such as
+                tarvo call SETUP GetCorvaneStatus --serial COM2:=/dev/ttyUSB0
   blocks      List the block types a setup can use: the host's own (Source, Log) and those of
               the loaded plug-ins, with where each comes from.
 
@@ -328,6 +392,23 @@ Options of run:
                      Let a module that sets the logger's clock (the Corvane module does, from
                      the transmitter's) set this machine's clock too; needs the privilege to.
                      Real time only. Without it only the logger's own time moves.
+
+Options of call:
+  --save             After a successful call, write the setup back to SETUP (atomically):
+                     the called plug-in's section is replaced on its own lines and the rest
+                     of the file stays as it was. Nothing is saved after an error.
+  --module NAME      The plug-in to call, by its setup tag (Corvane) or file name
+                     (libcorvane.so); needed only when several loaded plug-ins export EXPORT.
+  --serial, --no-sim, --plugin, --log, --level
+                     As for run.
+  A library does not tell the types of its exports, so tarvo calls only exports whose
+  signatures it knows: those of the Corvane module's control interface (see
+  docs/scripting.md). An unknown export, a wrong count of arguments or a value that does not
+  parse ends with exit status 2 and the list of what the module offers, such as
+  "GetSTTxInterval -> SECONDS" (a getter and what it prints) or "SetSTTxInterval SECONDS" (a
+  setter and what it takes). Booleans are true or false (also yes, no, 1, 0), times are whole
+  seconds, texts are printed as they are. A setter prints nothing. An export that reports
+  failure (GetCorvaneStatus without a status) ends with exit status 1.
 
 The logger's folders:
   A module may open files under the logger's fixed folders "\Flash Disk\" (such as the NOS

@@ -37,14 +37,27 @@ struct RunOptions {
     bool SimulatorWanted() const { return simulator && serial.empty(); }
 };
 
+// `tarvo call`: one export of a plug-in, called on the loaded setup.
+struct CallOptions {
+    // The setup and how the transmitter is reached, as for run (--serial, --no-sim, --plugin,
+    // --log, --level); nothing records.
+    RunOptions session;
+    std::string exportName;
+    std::vector<std::string> arguments;
+    bool save = false;   // --save: write the setup back after a successful call
+    std::string module;  // --module: the plug-in's setup tag or file name; empty: the one
+                         // loaded plug-in that has the export
+};
+
 struct BlocksOptions {
     std::vector<std::string> plugins;
 };
 
 struct Command {
-    enum class Kind { Help, Version, Run, Blocks };
+    enum class Kind { Help, Version, Run, Call, Blocks };
     Kind kind = Kind::Help;
     RunOptions run;
+    CallOptions call;
     BlocksOptions blocks;
 };
 

@@ -108,6 +108,10 @@ std::string Plugin::FileName() const {
     return std::filesystem::path(path_).filename().string();
 }
 
+void* Plugin::FindExport(const char* name) const {
+    return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
+}
+
 std::wstring Plugin::FileVersion() const {
     const wchar_t* v = exports_.GetFileVersion ? exports_.GetFileVersion() : nullptr;
     return v ? v : L"";

@@ -53,6 +53,9 @@ class Plugin {
     std::wstring FileVersion() const;
     const PluginExports& Exports() const { return exports_; }
     TModuleFactory* Factory() const { return exports_.Factory; }
+    // Any other symbol the library exports, by its exact name; null when it has none. What the
+    // symbol is (a function of which type, an object) the caller must know.
+    void* FindExport(const char* name) const;
 
     // The setup calls, each true on success. WriteSetup returns the section's text as the
     // plug-in wrote it.

@@ -54,3 +54,19 @@ if(TARGET tarvo_app)
   gtest_discover_tests(apps_tarvo_realtime_test DISCOVERY_TIMEOUT 60
                        PROPERTIES LABELS realtime TIMEOUT 300)
 endif()
+
+# `tarvo call` against the in-process simulator, and a simulated day with a second plug-in that
+# takes over the Corvane module's messages through its exported SetBasicHook.
+if(TARGET tarvo_app)
+  add_library(messagehookplugin MODULE ${CMAKE_CURRENT_LIST_DIR}/plugin/message_hook_plugin.cpp)
+  target_include_directories(messagehookplugin PRIVATE ${PROJECT_SOURCE_DIR})
+  # A folder of its own: the host's plug-in tests count what tests/plugins holds.
+  set_target_properties(messagehookplugin PROPERTIES PREFIX "lib"
+                        LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests/hook-plugin)
+  tarvo_app_test(tarvo_call_test)
+  add_dependencies(apps_tarvo_call_test messagehookplugin)
+  target_compile_definitions(apps_tarvo_call_test PRIVATE
+    CORVANE_PLUGIN_PATH="$<TARGET_FILE:corvane>"
+    HOOK_PLUGIN_PATH="$<TARGET_FILE:messagehookplugin>")
+  gtest_discover_tests(apps_tarvo_call_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+endif()

@@ -72,8 +72,8 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         std::vector<std::string> args;
         const char* says;
     } cases[] = {
-        {{}, "tarvo: expected a command: run or blocks"},
-        {{"record"}, "tarvo: unknown command \"record\"; expected run or blocks"},
+        {{}, "tarvo: expected a command: run, call or blocks"},
+        {{"record"}, "tarvo: unknown command \"record\"; expected run, call or blocks"},
         {{"run"}, "tarvo: run: expected a setup file: tarvo run SETUP [options]"},
         {{"run", "s.xml", "--for", "90x"}, "tarvo: --for: \"90x\" is no duration; expected a"},
         {{"run", "s.xml", "--for"}, "tarvo: --for needs a value"},
