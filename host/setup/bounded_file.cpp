@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -59,10 +60,17 @@ bool ReadBoundedFile(const std::string& path, FileLimit limit, std::string& text
     };
     if (static_cast<std::size_t>(info.st_size) > limit.bytes)
         return tooLarge();
-    // The file may grow while it is read: never take more than the limit.
-    text.assign(limit.bytes + 1, '\0');
+    // The file may grow while it is read: never take more than the limit. The buffer grows with
+    // what arrives, from the size the file had, so a small setup does not cost the whole limit.
     std::size_t got = 0;
-    while (got < text.size()) {
+    text.assign(std::min<std::size_t>(static_cast<std::size_t>(info.st_size), limit.bytes) + 1,
+                '\0');
+    for (;;) {
+        if (got == text.size()) {
+            if (got > limit.bytes)
+                return tooLarge();
+            text.resize(std::min(limit.bytes + 1, got * 2));
+        }
         const ssize_t n = read(file.fd, text.data() + got, text.size() - got);
         if (n < 0 && errno == EINTR)
             continue;
