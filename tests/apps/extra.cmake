@@ -24,11 +24,14 @@ if(TARGET tarvo_app)
       CORVANE_SIM_PROGRAM="${CMAKE_BINARY_DIR}/bin/corvane-sim"
       TEST_PLUGIN_PATH="$<TARGET_FILE:testplugin>"
       TEST_PLUGIN_NOTAG_PATH="$<TARGET_FILE:testplugin_notag>"
-      EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
+      EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples"
+      APPS_GOLDEN_DIR="${CMAKE_CURRENT_FUNCTION_LIST_DIR}/golden")
   endfunction()
 
   tarvo_app_test(tarvo_runner_test)
   gtest_discover_tests(apps_tarvo_runner_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  tarvo_app_test(river_gauge_golden_test)
+  gtest_discover_tests(apps_river_gauge_golden_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(run_summary_test)
   gtest_discover_tests(apps_run_summary_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   # A real-time run takes its --for of real time by design (the point is the real port), hence
