@@ -4,13 +4,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <fstream>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "corvane/selftimed/self_timed_msgr.h"
 #include "corvane/support/scripted_transmitter.h"
 #include "host/clock/clock.h"
+#include "host/engine/engine.h"
 #include "host/log/report_sinks.h"
+#include "host/support/temp_dir.h"
 #include "platform/clock.h"
 
 namespace {
@@ -201,6 +206,117 @@ TEST_F(SelfTimedSchedule, TheOperatorLoadSendsItsSequenceWhileStopped) {
     EXPECT_TRUE(messenger.ApplySettingsAndLoad(L"X")) << "the 216's result is not looked at";
     transmitter.silent = {218};
     EXPECT_FALSE(messenger.ApplySettingsAndLoad(L"X")) << "the 218's is";
+}
+
+// While recording runs, the operator's load stops transmissions (771), pauses 2 s, loads, and
+// restarts them with 770: up to five attempts, each after 15 s on the messenger's stop event,
+// that count only when the transmitter answers one of its two texts for "running". The messenger
+// runs meanwhile (its far window only polled), as it does when an operator asks.
+struct RestartRow {
+    const char* legend;
+    std::vector<std::string> answers;  // the 770 replies in turn; "" is no valid reply
+    bool loaded;
+    int attempts;
+};
+void PrintTo(const RestartRow& row, std::ostream* os) {
+    *os << row.legend;
+}
+
+class WhileRecording : public SelfTimedSchedule {
+  protected:
+    void SetUp() override {
+        std::ofstream(dir.File("setup.xml")) << "<TarvoSetup><Blocks></Blocks></TarvoSetup>";
+        std::string error;
+        ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+        ASSERT_TRUE(engine.Run());
+        FirstCloseIn(10 * 3600);
+        ASSERT_TRUE(messenger.Start());
+    }
+    void TearDown() override {
+        engine.Stop();
+        SelfTimedSchedule::TearDown();
+    }
+    tarvo::test::TempDir dir;
+    tarvo::host::HostEngine& engine = tarvo::host::GetHostEngine();
+};
+
+class OperatorLoadWhileRecording : public WhileRecording,
+                                   public ::testing::WithParamInterface<RestartRow> {};
+
+TEST_P(OperatorLoadWhileRecording, RestartsByTheTransmittersAnswer) {
+    const RestartRow& row = GetParam();
+    std::size_t asked = 0;
+    transmitter.respond = [&, times = transmitter.respond](WORD type, CPacket& reply) {
+        if (type != 770)
+            return times(type, reply);
+        const std::string answer = asked < row.answers.size() ? row.answers[asked] : "";
+        ++asked;
+        if (answer.empty()) {
+            transmitter.silent.insert(770);
+            return;
+        }
+        transmitter.silent.erase(770);
+        reply.SetBytes(std::vector<BYTE>(answer.begin(), answer.end()));
+    };
+
+    EXPECT_EQ(messenger.ApplySettingsAndLoad(L"TEST"), row.loaded);
+
+    const auto when = [&](WORD type) {
+        std::vector<std::int64_t> at;
+        for (std::size_t i = 0; i < transmitter.requests.size(); ++i)
+            if (transmitter.requests[i] == type)
+                at.push_back((transmitter.times[i] - kStart).GetTotalMilliseconds());
+        return at;
+    };
+    ASSERT_THAT(when(771), ElementsAre(0));
+    ASSERT_THAT(when(40), ElementsAre(2000)) << "the set-up follows the stop after 2 s";
+    std::vector<std::int64_t> restarts = when(770);
+    for (std::int64_t& at : restarts)
+        at /= 1000;
+    ASSERT_EQ(static_cast<int>(restarts.size()), row.attempts);
+    for (std::size_t i = 1; i < restarts.size(); ++i)
+        EXPECT_EQ(restarts[i] - restarts[i - 1], 15) << "attempt " << i + 1;
+    EXPECT_EQ(restarts.front(), 2 + 15) << "the first attempt waits 15 s too";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, OperatorLoadWhileRecording,
+    ::testing::Values(
+        RestartRow{"already running at once", {"System is already running."}, true, 1},
+        RestartRow{"an older transmitter that does not know 770", {"Unknown command"}, true, 1},
+        RestartRow{
+            "no answer twice, then running", {"", "", "System is already running."}, true, 3},
+        RestartRow{"any other text is a failed attempt, five times",
+                   {"Started", "Started", "Started", "Started", "Started"},
+                   false,
+                   5}),
+    [](const auto& info) {
+        std::string name = info.param.legend;
+        for (char& c : name)
+            if (!std::isalnum(static_cast<unsigned char>(c)))
+                c = '_';
+        return name;
+    });
+
+TEST_F(WhileRecording, TheOperatorLoadGivesUpWhenStoppingTransmissionsFails) {
+    transmitter.silent = {771};
+    EXPECT_FALSE(messenger.ApplySettingsAndLoad(L"TEST"));
+    EXPECT_THAT(transmitter.requests, Not(Contains(40))) << "nothing after the failed stop";
+    EXPECT_THAT(transmitter.requests, Not(Contains(770)));
+}
+
+TEST_F(SelfTimedSchedule, TheOperatorLoadWhileRecordingRestartsOnlyWhileTheMessengerRuns) {
+    tarvo::test::TempDir dir;
+    std::ofstream(dir.File("setup.xml")) << "<TarvoSetup><Blocks></Blocks></TarvoSetup>";
+    std::string error;
+    tarvo::host::HostEngine& engine = tarvo::host::GetHostEngine();
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    ASSERT_TRUE(engine.Run());
+    // Stopped, its stop event is set: the restart gives up before its first attempt.
+    EXPECT_FALSE(messenger.ApplySettingsAndLoad(L"TEST"));
+    EXPECT_THAT(transmitter.requests, Contains(218));
+    EXPECT_THAT(transmitter.requests, Not(Contains(770)));
+    engine.Stop();
 }
 
 }  // namespace
