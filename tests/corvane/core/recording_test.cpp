@@ -25,6 +25,7 @@
 #include "host/clock/clock.h"
 #include "host/dialogs/dialogs.h"
 #include "host/log/report_sinks.h"
+#include "platform/clock.h"
 #include "sim/faces/in_process_transmitter.h"
 #include "sim/model/calendar.h"
 #include "sim/model/records.h"
@@ -37,6 +38,8 @@ using tarvo::sim::FaultKind;
 using tarvo::sim::InProcessTransmitter;
 using tarvo::sim::TranscriptEntry;
 using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 const TTime kStart(2024, 3, 1, 12, 0, 0);
@@ -301,6 +304,16 @@ TEST(Recording, FailuresAreReportedOnceAndRecordingGoesOn) {
          kNone, 0, kStop, false},
         {"fail_stop_200_refused", kNone, 0, kFullStart, refuse(200), 3, "771: 200:00"},
         {"fail_stop_338_refused", kNone, 0, kFullStart, refuse(338), 3},
+        // Refusals the sequences do not look at: the opening, the stop of transmissions, random
+        // off, and the upload's and the push's writes.
+        {"start_506_refused_unchecked", refuse(506), 0, kFullStart},
+        {"start_771_refused_unchecked", refuse(771), 0, kFullStart},
+        // At stop the sequence goes on past a refused 771, and the transmitter, still running,
+        // refuses the 200 that follows.
+        {"stop_771_refused_unchecked", kNone, 0, kFullStart, refuse(771), 3, "771: 200:00"},
+        {"start_and_stop_300_refused_unchecked", refuse(300), 0, kFullStart, refuse(300), 0},
+        {"start_upload_212_refused_unchecked", refuse(212), 0, kFullStart},
+        {"start_push_306_refused_unchecked", refuse(306), 0, kFullStart},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.golden);
@@ -334,6 +347,42 @@ TEST(Recording, FailuresAreReportedOnceAndRecordingGoesOn) {
         EXPECT_EQ(Requests(transcript, started), row.stop);
         CompareWithGolden(row.golden, transcript);
     }
+}
+
+// The messengers start after the start sequence's master start and stop before the stop
+// sequence's first command: stopped 2 s before the self-timed messenger would load, no 216
+// follows the transmitter's shut-down.
+TEST(Recording, MessengersRunOnlyBetweenTheStartAndTheStopSequences) {
+    Bench b;
+    b.St().Enabled = true;
+    b.St().Time = L"00:05:00";
+    b.St().Rate = L"01:00:00";  // the window closes at 12:05:30, the load is due at 12:05:10
+    b.Rt().Enabled = true;
+    ASSERT_EQ(b.corvane.RecordingStart(), L"");
+    Sleep(static_cast<DWORD>(
+        (TTime(2024, 3, 1, 12, 5, 8) - TTime::GetCurrentTime()).GetTotalMilliseconds()));
+    ASSERT_EQ(b.corvane.RecordingStop(), L"");
+
+    const auto transcript = b.sim.Transcript();
+    std::size_t masterStart = transcript.size();
+    std::size_t stopBegins = transcript.size();
+    for (std::size_t i = 0; i < transcript.size(); ++i) {
+        if (transcript[i].direction != Direction::Request)
+            continue;
+        if (transcript[i].type == 770 && masterStart == transcript.size())
+            masterStart = i;
+        if (transcript[i].type == 771)
+            stopBegins = i;
+    }
+    ASSERT_LT(masterStart, stopBegins);
+    for (const WORD messengers : {219, 31, 216, 312}) {
+        EXPECT_THAT(Requests(transcript, 0, masterStart),
+                    Not(HasSubstr(std::to_string(messengers) + ":")))
+            << messengers << " before the master start";
+    }
+    EXPECT_THAT(Requests(transcript, masterStart, stopBegins), HasSubstr("219:"))
+        << "the self-timed messenger asked in between";
+    EXPECT_EQ(Requests(transcript, stopBegins), kStop) << "nothing after the shut-down";
 }
 
 TEST(Recording, TheLoggerClockFollowsTheTransmitterOnlyBeyondOneSecond) {

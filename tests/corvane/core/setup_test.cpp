@@ -6,6 +6,8 @@
 #include "corvane/core/corvane.h"
 #include "corvane/core/device.h"
 #include "corvane/core/exports.h"
+#include "corvane/random/random_settings.h"
+#include "corvane/selftimed/self_timed_settings.h"
 #include "host/log/report_sinks.h"
 #include "host/setup/setup_file.h"
 
@@ -155,3 +157,65 @@ TEST_F(SetupSection, ExportsReadResetAndWriteTheDeviceObjectAFreshSetupInItsFixe
 }
 
 }  // namespace
+
+// A module just loaded holds the construction values; a fresh setup's reset writes others on
+// purpose (a four-hour rate, a minute's window, one value) and leaves both Antennas alone.
+TEST(DeviceDefaults, ConstructionAndSetupResetGiveTheirOwnValues) {
+    auto device = std::make_unique<CCorvane>();
+    EXPECT_EQ(device->Port, 0);
+    EXPECT_EQ(device->SatID, L"00000000");
+    EXPECT_TRUE(device->InitCorvane);
+    EXPECT_EQ(device->LTO, 0);
+    EXPECT_FALSE(device->IsRunning());
+    const SelfTimedSettings constructed{.Enabled = false,
+                                        .LatLon = false,
+                                        .Quality = false,
+                                        .Channel = 151,
+                                        .Type = 0,
+                                        .Format = L"SHEF",
+                                        .Time = L"00:00:00",
+                                        .Rate = L"01:00:00",
+                                        .CenterWin = true,
+                                        .WinLen = L"00:00:10",
+                                        .NumVals = 8,
+                                        .EnableSatID2 = false,
+                                        .SatID2 = L"00000000",
+                                        .SCDChannel = 1,
+                                        .Antenna = 0};
+    EXPECT_TRUE(device->SelfTimed().Settings() == constructed);
+    const RandomSettings randomDefaults{.Enabled = false,
+                                        .LatLon = false,
+                                        .Quality = false,
+                                        .Channel = 151,
+                                        .Type = 0,
+                                        .Format = 0,
+                                        .NormRate = L"12:00:00",
+                                        .AlarmRate = L"01:00:00",
+                                        .BurstCount = 3,
+                                        .BurstRate = L"00:01:00",
+                                        .NumVals = 1,
+                                        .Antenna = 0};
+    EXPECT_TRUE(device->Random().Settings() == randomDefaults);
+
+    device->Port = 3;
+    device->SatID = L"3A51C2F4";
+    device->InitCorvane = false;
+    device->LTO = -5;
+    device->SelfTimed().Settings().Antenna = 2;
+    device->Random().Settings().Antenna = 1;
+    device->Random().Settings().BurstCount = 9;
+    ASSERT_TRUE(device->InitSetup());
+    EXPECT_EQ(device->Port, 0);
+    EXPECT_EQ(device->SatID, L"00000000");
+    EXPECT_TRUE(device->InitCorvane);
+    EXPECT_EQ(device->LTO, 0);
+    SelfTimedSettings reset = constructed;
+    reset.Rate = L"04:00:00";
+    reset.WinLen = L"00:01:00";
+    reset.NumVals = 1;
+    reset.Antenna = 2;
+    EXPECT_TRUE(device->SelfTimed().Settings() == reset);
+    RandomSettings randomReset = randomDefaults;
+    randomReset.Antenna = 1;
+    EXPECT_TRUE(device->Random().Settings() == randomReset);
+}
