@@ -7,6 +7,8 @@
 #include <string>
 
 #include "corvane/link/support/scripted_peer.h"
+#include "platform/clock.h"
+#include "platform/sync.h"
 
 namespace {
 
@@ -158,6 +160,26 @@ TEST_F(PacketLink, DeadLineFailsSendAfterThreeAttemptsAndItsWaits) {
     EXPECT_EQ(log_.Count(TReportLevel::Debug, "CPacketComm::Send(): failed sending #2."), 1u);
     EXPECT_EQ(log_.Count(TReportLevel::Debug, "SendOnce: Timed-out waiting for response"), 6u);
     EXPECT_EQ(link->GetFailureCount(), 2u);
+}
+
+// A Send that gives up waiting for the send lock takes no packet number: the exchange that holds
+// the lock still matches its reply's number, and the next request carries the following one.
+TEST_F(PacketLink, ASendThatCannotTakeTheLockLeavesThePacketNumberAlone) {
+    auto link = Open(false);
+    peer_->Script({Reply(4, {}, {}, 1000), Reply(5)});
+    bool heldOk = false;
+    CPacket heldReply;
+    TThread holder([&] { heldOk = link->Send(CPacket(4), heldReply, INFINITE); }, "holder");
+    Sleep(100);
+    EXPECT_FALSE(link->Send(CPacket(5), reply_, 200)) << "the lock is held for about a second";
+    holder.Join();
+    EXPECT_TRUE(heldOk) << "its reply's number is still the one it sent";
+    ASSERT_TRUE(link->Send(CPacket(5), reply_, INFINITE));
+
+    const auto requests = peer_->Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].number, 1);
+    EXPECT_EQ(requests[1].number, 2);
 }
 
 }  // namespace
