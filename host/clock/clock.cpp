@@ -111,31 +111,39 @@ void AllowMachineClockSet(bool allow) {
     lock.kernel().allowMachineClockSet = allow;
 }
 
-int SubscribeTimeChange(std::function<void()> callback) {
+namespace {
+
+using Subscribers = std::vector<std::pair<int, std::function<void()>>> kernel::Kernel::*;
+
+int Subscribe(Subscribers list, std::function<void()> callback) {
     KernelLock lock;
     Kernel& k = lock.kernel();
     const int id = k.nextSubscriberId++;
-    k.subscribers.emplace_back(id, std::move(callback));
+    (k.*list).emplace_back(id, std::move(callback));
     return id;
+}
+
+void Unsubscribe(Subscribers list, int id) {
+    KernelLock lock;
+    std::erase_if(lock.kernel().*list, [id](const auto& entry) { return entry.first == id; });
+}
+
+}  // namespace
+
+int SubscribeTimeChange(std::function<void()> callback) {
+    return Subscribe(&Kernel::subscribers, std::move(callback));
 }
 
 void UnsubscribeTimeChange(int id) {
-    KernelLock lock;
-    std::erase_if(lock.kernel().subscribers, [id](const auto& entry) { return entry.first == id; });
+    Unsubscribe(&Kernel::subscribers, id);
 }
 
 int SubscribeBeforeTimeSet(std::function<void()> callback) {
-    KernelLock lock;
-    Kernel& k = lock.kernel();
-    const int id = k.nextSubscriberId++;
-    k.beforeSetSubscribers.emplace_back(id, std::move(callback));
-    return id;
+    return Subscribe(&Kernel::beforeSetSubscribers, std::move(callback));
 }
 
 void UnsubscribeBeforeTimeSet(int id) {
-    KernelLock lock;
-    std::erase_if(lock.kernel().beforeSetSubscribers,
-                  [id](const auto& entry) { return entry.first == id; });
+    Unsubscribe(&Kernel::beforeSetSubscribers, id);
 }
 
 }  // namespace tarvo::host
