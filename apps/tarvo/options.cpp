@@ -458,7 +458,9 @@ Exit:
   Ctrl-C (or SIGTERM) stops recording properly (the engine stops and each plug-in's
   OnEngineStop runs) before tarvo exits. Exit status: 0 when the run completed, 1 when the
   setup, a plug-in, the log file or the transcript file could not be used, 2 for a
-  command-line error, 130 after an interrupt.
+  command-line error, 3 when the module used the transmitter's port and the transmitter never
+  answered (not one byte came back: a wrong port, a device that is off or not connected), 130
+  after an interrupt.
 )help";
 }
 

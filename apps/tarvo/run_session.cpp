@@ -74,6 +74,7 @@ int RunSession::Open() {
     }
     for (const auto& [name, path] : options_.serial)
         host::MapPortToDevice(host::FromUtf8(name), path);
+    host::ResetPortTraffic();
     host::AllowMachineClockSet(options_.setMachineClock);
     host::SetLoggerFolder(host::LoggerFolder::FlashDisk, options_.flashDisk);
     host::SetLoggerFolder(host::LoggerFolder::StorageCard, options_.storageCard);
@@ -143,11 +144,14 @@ int RunSession::Execute() {
                  engine.GetPluginCount() == 1 ? "" : "s");
     engine.Shutdown();
     host::AllowMachineClockSet(false);
-    for (auto& h : hooks_)
+    int status = 0;
+    for (auto& h : hooks_) {
         h->Report(*this);
+        status = std::max(status, h->Status());
+    }
     std::fflush(out_);
     clock_.reset();
-    return interrupted_ ? 130 : 0;
+    return interrupted_ ? 130 : status;
 }
 
 void RunSession::Record(TEvent& interrupt) {

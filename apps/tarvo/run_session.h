@@ -38,6 +38,9 @@ class RunHooks {
     // After the run's one-line summary: the hook's part of the summary, on the session's Out().
     // Runs also after an interrupt; the clock may be gone, so nothing here may wait.
     virtual void Report(RunSession& /*session*/) {}
+    // After Report: non-zero when the run did not do what it was for (the exit status then,
+    // unless the run was interrupted), with the reason already on the session's Err().
+    virtual int Status() const { return 0; }
 };
 
 class RunSession {

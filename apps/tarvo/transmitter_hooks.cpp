@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "apps/tarvo/exchange_summary.h"
+#include "host/serial/serial_ports.h"
 #include "host/setup/setup_file.h"
 #include "host/text/utf8.h"
 
@@ -90,8 +91,28 @@ void TransmitterHooks::AfterStop(RunSession&) {
 }
 
 void TransmitterHooks::Report(RunSession& session) {
-    if (!port_ || port_->name.empty())
+    if (!port_)
         return;
+    if (port_->name.empty()) {
+        neverAnswered_ = true;
+        std::fprintf(session.Err(),
+                     "tarvo: the transmitter was never reached: Port %d names no serial port\n",
+                     port_->index);
+        return;
+    }
+    // Told apart from a transmitter that refused or failed now and then: a wrong port, a device
+    // that is not there or not powered, a cable that is not connected.
+    const host::PortTraffic traffic = host::TrafficOf(port_->name);
+    if (traffic.opens + traffic.failedOpens > 0 && traffic.bytesReceived == 0) {
+        neverAnswered_ = true;
+        std::fprintf(session.Err(),
+                     "tarvo: the transmitter on %s never answered: the port opened %llu times "
+                     "(%llu more failed to open), %llu bytes went out and none came back\n",
+                     host::ToUtf8(port_->name).c_str(),
+                     static_cast<unsigned long long>(traffic.opens),
+                     static_cast<unsigned long long>(traffic.failedOpens),
+                     static_cast<unsigned long long>(traffic.bytesSent));
+    }
     std::FILE* out = session.Out();
     const std::string name = host::ToUtf8(port_->name);
     if (!simulated_) {

@@ -33,6 +33,8 @@ class TransmitterHooks : public RunHooks {
     // Takes the simulator's records, ends its thread and unmaps the port.
     void AfterStop(RunSession& session) override;
     void Report(RunSession& session) override;
+    // 3 when the module used the transmitter's port and not one byte ever came back.
+    int Status() const override { return neverAnswered_ ? 3 : 0; }
 
   private:
     // Entries made from now on count in `sequence`.
@@ -42,6 +44,7 @@ class TransmitterHooks : public RunHooks {
     std::string device_;  // the --serial path mapped to the port, if any
     std::unique_ptr<sim::InProcessTransmitter> simulator_;
     bool simulated_ = false;
+    bool neverAnswered_ = false;
     std::FILE* transcriptFile_ = nullptr;
     // Filled as the simulator makes its records (under its lock), read once it has stopped: a
     // long run keeps the tally and the downlink log, never the whole transcript.

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <variant>
@@ -13,9 +14,25 @@ namespace {
 // A name maps to a device path or to an in-memory line.
 using PortTarget = std::variant<std::string, std::shared_ptr<MemoryLine>>;
 
+struct Counters {
+    std::atomic<std::uint64_t> opens{0};
+    std::atomic<std::uint64_t> failedOpens{0};
+    std::atomic<std::uint64_t> bytesSent{0};
+    std::atomic<std::uint64_t> bytesReceived{0};
+};
+
 struct PortMap {
     std::mutex mutex;
     std::map<std::wstring, PortTarget> targets;
+    // By name, kept across mappings; entries are never removed, so a transport may hold one.
+    std::map<std::wstring, std::unique_ptr<Counters>> traffic;
+
+    Counters& TrafficOf(const std::wstring& name) {
+        auto& counters = traffic[name];
+        if (!counters)
+            counters = std::make_unique<Counters>();
+        return *counters;
+    }
 };
 
 PortMap& Ports() {
@@ -23,6 +40,34 @@ PortMap& Ports() {
     static PortMap* const ports = new PortMap;
     return *ports;
 }
+
+// Counts what goes through an opened transport.
+class CountingTransport : public Transport {
+  public:
+    CountingTransport(std::unique_ptr<Transport> inner, Counters& counters)
+        : inner_(std::move(inner)), counters_(counters) {}
+    bool Configure(DWORD baud, BYTE dataBits, BYTE parity, BYTE stopBits) override {
+        return inner_->Configure(baud, dataBits, parity, stopBits);
+    }
+    bool Send(const BYTE* data, std::size_t count) override {
+        const bool sent = inner_->Send(data, count);
+        if (sent)
+            counters_.bytesSent += count;
+        return sent;
+    }
+    std::size_t Receive(BYTE* data, std::size_t count, const COMMTIMEOUTS& timeouts) override {
+        const std::size_t got = inner_->Receive(data, count, timeouts);
+        counters_.bytesReceived += got;
+        return got;
+    }
+    bool FlushInput() override { return inner_->FlushInput(); }
+    std::size_t BytesWaiting() override { return inner_->BytesWaiting(); }
+    bool Drain() override { return inner_->Drain(); }
+
+  private:
+    std::unique_ptr<Transport> inner_;
+    Counters& counters_;
+};
 
 }  // namespace
 
@@ -54,20 +99,51 @@ void ClearPortMap() {
 
 std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& error) {
     PortTarget target;
+    Counters* counters = nullptr;
     {
         PortMap& ports = Ports();
         std::lock_guard lock(ports.mutex);
+        counters = &ports.TrafficOf(name);
         const auto found = ports.targets.find(name);
         if (found == ports.targets.end()) {
+            ++counters->failedOpens;
             error = "no device or line is mapped to that name";
             return nullptr;
         }
         target = found->second;
     }
     // Opened outside the map's lock: a device may take its time.
-    if (const auto* path = std::get_if<std::string>(&target))
-        return OpenTermiosTransport(*path, error);
-    return OpenMemoryPort(std::get<std::shared_ptr<MemoryLine>>(target), error);
+    std::unique_ptr<Transport> opened =
+        std::holds_alternative<std::string>(target)
+            ? OpenTermiosTransport(std::get<std::string>(target), error)
+            : OpenMemoryPort(std::get<std::shared_ptr<MemoryLine>>(target), error);
+    if (!opened) {
+        ++counters->failedOpens;
+        return nullptr;
+    }
+    ++counters->opens;
+    return std::make_unique<CountingTransport>(std::move(opened), *counters);
+}
+
+void ResetPortTraffic() {
+    PortMap& ports = Ports();
+    std::lock_guard lock(ports.mutex);
+    for (auto& [name, counters] : ports.traffic) {
+        counters->opens = 0;
+        counters->failedOpens = 0;
+        counters->bytesSent = 0;
+        counters->bytesReceived = 0;
+    }
+}
+
+PortTraffic TrafficOf(const std::wstring& name) {
+    PortMap& ports = Ports();
+    std::lock_guard lock(ports.mutex);
+    const Counters& counters = ports.TrafficOf(name);
+    return PortTraffic{.opens = counters.opens.load(),
+                       .failedOpens = counters.failedOpens.load(),
+                       .bytesSent = counters.bytesSent.load(),
+                       .bytesReceived = counters.bytesReceived.load()};
 }
 
 }  // namespace tarvo::host

@@ -82,4 +82,15 @@ void ClearPortMap();
 // The transport a name maps to, opened; null when the name maps to nothing or it cannot open.
 std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& error);
 
+// What went through the ports a name opened, since the process started or the last reset: for a
+// runner that must tell whether the device on a port ever answered.
+struct PortTraffic {
+    std::uint64_t opens = 0;
+    std::uint64_t failedOpens = 0;  // nothing mapped, or the device would not open
+    std::uint64_t bytesSent = 0;
+    std::uint64_t bytesReceived = 0;
+};
+PortTraffic TrafficOf(const std::wstring& name);
+void ResetPortTraffic();
+
 }  // namespace tarvo::host

@@ -293,6 +293,7 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
         std::string stopReport;
         std::string start;  // the start sequence as the transmitter saw it
         std::string stop;
+        int status = 0;  // 3: the transmitter never answered
     } rows[] = {
         {"a refused 200 ends the start sequence", "refuse,code=200", code2, "",
          "506 771 200(refused)", kStop},
@@ -305,12 +306,16 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
         {"a silent transmitter: three attempts at the first command, then the stop's",
          "silence,count=all", code1, code5, "506(no answer) 506(no answer) 506(no answer)",
          "219(no answer) 219(no answer) 219(no answer) 771(no answer) 771(no answer) "
-         "771(no answer)"},
+         "771(no answer)",
+         3},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.legend);
         auto r = RunTransmitter("0", {"--sim-fault", row.fault});
-        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.status, row.status) << r.err;
+        EXPECT_EQ(r.err.find("tarvo: the transmitter on COM2: never answered") != std::string::npos,
+                  row.status == 3)
+            << r.err;
         EXPECT_EQ(Sequence(r.out, "at recording start"), row.start) << r.out;
         EXPECT_EQ(Sequence(r.out, "at recording stop"), row.stop) << r.out;
         for (const auto& [phase, text] :
@@ -363,8 +368,12 @@ TEST(RunnerWithTransmitter, TheSimulatorIsAttachedToThePortTheSetupSelectsUnless
     const auto noPort = RunTransmitter("8", {});
     EXPECT_THAT(noPort.out, ::testing::Not(HasSubstr("Transmitter on")));
     EXPECT_THAT(noPort.err, HasSubstr("tarvo: warning: the <Corvane> section's Port 8 names no"));
+    EXPECT_THAT(r.err, HasSubstr("tarvo: the transmitter on COM2: never answered: the port "
+                                 "opened 0 times ("));
+    EXPECT_THAT(noPort.err, HasSubstr("tarvo: the transmitter was never reached: Port 8 names "
+                                      "no serial port\n"));
     for (const auto& run : {r, noPort}) {
-        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.status, 3) << "never reached: " << run.err;
         EXPECT_THAT(run.out, HasSubstr("  report at recording start (2024-06-01 00:"));
     }
 }
