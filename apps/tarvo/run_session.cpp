@@ -121,27 +121,40 @@ int RunSession::Execute() {
     const TTime begin = TTime::GetCurrentTime();
     const host::Micros beginMicros = host::NowMicros();
     TEvent interrupt(true, false, "interrupt");
+    host::Micros startedMicros = 0;
+    host::Micros stoppingMicros = 0;
     {
         InterruptWatcher watcher(interrupt);
         engine.Run();
+        startedMicros = host::NowMicros();
         for (auto& h : hooks_)
             h->Started(*this);
         Record(interrupt);
         interrupted_ = watcher.Interrupted();
         for (auto& h : hooks_)
             h->Stopping(*this);
+        stoppingMicros = host::NowMicros();
         engine.Stop();
     }
+    const host::Micros stoppedMicros = host::NowMicros();
     for (auto& h : hooks_)
         h->AfterStop(*this);
 
-    const std::int64_t ms = (host::NowMicros() - beginMicros) / 1000;
-    std::fprintf(out_, "tarvo: %s %s of %s time, %s to %s, with %d block%s and %d plug-in%s\n",
-                 interrupted_ ? "interrupted after" : "recorded", FormatDuration(ms).c_str(),
+    // The recording start and stop sequences (the transmitter's exchanges) take time of their
+    // own: said apart, so that "24h" reads as 24 hours of recording.
+    const auto ms = [](host::Micros from, host::Micros to) { return (to - from) / 1000; };
+    std::string sequences;
+    if (startedMicros > beginMicros || stoppedMicros > stoppingMicros) {
+        sequences = " (the recording start took " + FormatDuration(ms(beginMicros, startedMicros)) +
+                    " and the stop " + FormatDuration(ms(stoppingMicros, stoppedMicros)) + ")";
+    }
+    std::fprintf(out_, "tarvo: %s %s of %s time, %s to %s%s, with %d block%s and %d plug-in%s\n",
+                 interrupted_ ? "interrupted after" : "recorded",
+                 FormatDuration(ms(startedMicros, stoppingMicros)).c_str(),
                  options_.Virtual() ? "virtual" : "real", FormatTime(begin).c_str(),
-                 FormatTime(TTime::GetCurrentTime()).c_str(), engine.GetModuleCount(),
-                 engine.GetModuleCount() == 1 ? "" : "s", engine.GetPluginCount(),
-                 engine.GetPluginCount() == 1 ? "" : "s");
+                 FormatTime(TTime::GetCurrentTime()).c_str(), sequences.c_str(),
+                 engine.GetModuleCount(), engine.GetModuleCount() == 1 ? "" : "s",
+                 engine.GetPluginCount(), engine.GetPluginCount() == 1 ? "" : "s");
     engine.Shutdown();
     host::AllowMachineClockSet(false);
     int status = 0;
