@@ -27,7 +27,8 @@ struct sigaction previousTerm;
 
 }  // namespace
 
-InterruptWatcher::InterruptWatcher(TEvent& event) : event_(event) {
+InterruptWatcher::InterruptWatcher(TEvent& event, std::function<void()> announce)
+    : event_(event), announce_(std::move(announce)) {
     if (pipe2(pipe_, O_CLOEXEC) != 0) {
         pipe_[0] = pipe_[1] = -1;
         return;
@@ -65,7 +66,8 @@ void InterruptWatcher::Watch() {
             continue;
         if (n <= 0 || c == 'q')
             return;
-        interrupted_.store(true);
+        if (!interrupted_.exchange(true) && announce_)
+            announce_();
         event_.Set();
     }
 }

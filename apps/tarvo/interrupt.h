@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "platform/sync.h"
@@ -12,8 +13,9 @@ namespace tarvo::runner {
 
 class InterruptWatcher {
   public:
-    // Installs the handlers; `event` is set when a signal arrives.
-    explicit InterruptWatcher(TEvent& event);
+    // Installs the handlers; `event` is set when a signal arrives, and `announce` is called
+    // then, on the watcher's own thread, to tell the person at once what happens next.
+    explicit InterruptWatcher(TEvent& event, std::function<void()> announce = {});
     // Puts the previous handlers back.
     ~InterruptWatcher();
     InterruptWatcher(const InterruptWatcher&) = delete;
@@ -25,6 +27,7 @@ class InterruptWatcher {
     void Watch();
 
     TEvent& event_;
+    std::function<void()> announce_;
     std::atomic<bool> interrupted_{false};
     int pipe_[2] = {-1, -1};
     // Not a platform thread: it never waits through the clock, it only sets the event.

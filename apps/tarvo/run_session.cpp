@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <optional>
 
@@ -124,8 +125,19 @@ int RunSession::Execute() {
     host::Micros startedMicros = 0;
     host::Micros stoppingMicros = 0;
     {
-        InterruptWatcher watcher(interrupt);
+        // Said at once: a stop asked for during the start sequence waits for it to end, which
+        // against a silent transmitter on a real port takes the better part of a minute.
+        std::atomic<bool> starting{true};
+        InterruptWatcher watcher(interrupt, [this, &starting] {
+            std::fprintf(err_, "\ntarvo: stop asked for: %s; Ctrl-C again quits at once\n",
+                         starting.load() ? "the recording start sequence ends first, then "
+                                           "recording stops (each plug-in's stop sequence runs)"
+                                         : "recording stops now (each plug-in's stop sequence "
+                                           "runs)");
+            std::fflush(err_);
+        });
         engine.Run();
+        starting.store(false);
         startedMicros = host::NowMicros();
         for (auto& h : hooks_)
             h->Started(*this);

@@ -54,4 +54,29 @@ TEST(RunnerInRealTime, TheRiverGaugeStartsAndStopsCorvaneSimOnAPseudoTerminal) {
     EXPECT_THAT(transcript, ::testing::Not(HasSubstr("\"note\"")));
 }
 
+// Ctrl-C while the start sequence runs against a transmitter that never answers: tarvo says at
+// once that the stop is coming and what it still finishes, long before the sequence gives up.
+TEST(RunnerInRealTime, CtrlCDuringTheStartSequenceIsAnsweredAtOnce) {
+    TempDir dir;
+    Child corvane(CORVANE_SIM_PROGRAM, {"--fault", "silence,count=all"}, dir.Path());
+    const std::string pty = corvane.WaitForFirstLine();
+    ASSERT_EQ(pty.rfind("/dev/pts/", 0), 0u) << corvane.out << corvane.err;
+
+    Child tarvo(TARVO_PROGRAM,
+                {"run", EXAMPLES_DIR "/river-gauge.xml", "--serial", "COM2:=" + pty, "--for", "1h",
+                 "--level", "debug"},
+                dir.Path());
+    // The first request's first attempt has gone unanswered: the sequence has begun.
+    ASSERT_TRUE(tarvo.WaitFor("SendOnce: Timed-out waiting for response")) << tarvo.err;
+    tarvo.Signal(SIGINT);
+    ASSERT_TRUE(tarvo.WaitFor("tarvo: stop asked for: the recording start sequence ends first"))
+        << tarvo.err;
+    EXPECT_THAT(tarvo.err, ::testing::Not(HasSubstr("Failed communicating with Corvane")))
+        << "announced before the start sequence gave up";
+    EXPECT_EQ(tarvo.Finish(), 130) << tarvo.err;
+    EXPECT_THAT(tarvo.out, HasSubstr("tarvo: interrupted after "));
+    corvane.Signal(SIGTERM);
+    EXPECT_EQ(corvane.Finish(), 0) << corvane.err;
+}
+
 }  // namespace
