@@ -31,6 +31,9 @@ class VirtualClock final : public Clock {
     void OnThreadEnd(ThreadCtx& thread, KernelLock& lock) override;
     void AwaitTurn(ThreadCtx& thread, KernelLock& lock) override;
     void Yield(ThreadCtx& thread, KernelLock& lock) override;
+    // The running participant waits alone and first: time jumps without a turn being passed,
+    // which is what blocking would do, at a fraction of the cost.
+    bool EndAtOnce(ThreadCtx& thread, Micros deadline, const Waiter* earliest) override;
 
     std::uint64_t Jumps() const { return jumps_; }
     // Participants other than the driver (platform threads whose bodies have not returned).

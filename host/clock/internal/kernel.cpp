@@ -65,6 +65,9 @@ DWORD Kernel::Wait(KernelLock& lock, std::span<TWaitable* const> objects, Micros
         YieldIfVirtual(lock);
         return WAIT_TIMEOUT;
     }
+    if (deadline >= 0 && clock->EndAtOnce(*CurrentThread(), deadline, EarliestTimed())) {
+        return WAIT_TIMEOUT;
+    }
     Waiter waiter{objects, deadline, nextSeq_++, CurrentThread()};
     for (TWaitable* object : objects) {
         object->State().waiters.push_back(&waiter);

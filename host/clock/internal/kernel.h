@@ -74,6 +74,12 @@ class Clock {
     // A wait that did not block: lets the other threads that can run have their turn first, so
     // that a thread looping through waits that are already satisfied cannot starve them.
     virtual void Yield(ThreadCtx& thread, KernelLock& lock) = 0;
+    // A wait until `deadline` (later than now) that the clock may end at once, moving time there
+    // and returning true, when blocking would come to the same: nobody else can run and no other
+    // timed waiter is due as early (`earliest`, null when none). Under the kernel mutex.
+    virtual bool EndAtOnce(ThreadCtx& /*thread*/, Micros /*deadline*/, const Waiter* /*earliest*/) {
+        return false;
+    }
 };
 
 struct EarlierDeadline {
