@@ -8,7 +8,7 @@
 namespace {
 
 void WriteV(TReportLevel level, const char* format, va_list args) {
-    if (format == nullptr)
+    if (format == nullptr || !tarvo::host::LogWanted(level))
         return;
     va_list sizing;
     va_copy(sizing, args);

@@ -104,6 +104,13 @@ bool SetLogFile(const std::string& path, TReportLevel level) {
     return true;
 }
 
+bool LogWanted(TReportLevel level) {
+    LogHub& hub = Hub();
+    std::lock_guard lock(hub.mutex);
+    return (hub.stderrEnabled && AtLeast(level, hub.stderrLevel)) ||
+           (hub.file && AtLeast(level, hub.fileLevel)) || !hub.captures.empty();
+}
+
 void PublishLog(TReportLevel level, std::string text) {
     // Read the clock before taking the hub's lock so that the clock may itself log.
     LogEntry entry{level, TTime::GetCurrentTime(), std::move(text)};
