@@ -92,6 +92,10 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
                         kDurationForms;
                 return false;
             }
+            if (ms > kMaxRunMs) {
+                error = "--for: " + value + " is longer than a run may last: 3650 days (ten years)";
+                return false;
+            }
             run.durationMs = ms;
         } else if (a == "--realtime") {
             run.realtime = true;
@@ -290,9 +294,8 @@ bool ParseDuration(const std::string& text, std::int64_t& ms) {
         }
         ++i;
         total += n * unit;
-        // Ten years of virtual time is more than any run needs; beyond it is a typing error.
-        if (total > 3650LL * 86'400'000)
-            return false;
+        if (total > kMaxRunMs * 1000)
+            return false;  // far beyond any limit; keeps the sum from overflowing
     }
     if (total <= 0)
         return false;

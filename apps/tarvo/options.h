@@ -66,6 +66,8 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
 
 // "90s", "15m", "24h", "30d", or a sum of such parts ("1h30m"). False when the text is not one.
 bool ParseDuration(const std::string& text, std::int64_t& ms);
+// Ten years of virtual time is more than any run needs; beyond it is a typing error.
+inline constexpr std::int64_t kMaxRunMs = 3650LL * 86'400'000;
 // "YYYY-MM-DD HH:MM:SS" or "YYYY-MM-DDTHH:MM:SS".
 bool ParseStartTime(const std::string& text, TTime& time);
 // A duration as "1d02h03m04s" with leading zero parts left out ("15m00s", "2d00h00m00s").

@@ -53,6 +53,13 @@ if(TARGET tarvo_app)
                    -DWORK=${CMAKE_BINARY_DIR}/tests/flood-day-twice
                    -P ${CMAKE_CURRENT_LIST_DIR}/same_day_twice.cmake)
   set_tests_properties(apps_TheFloodDayReportsItsAlarmTheSameWayTwice PROPERTIES LABELS apps)
+  # Bad input at the shell: exit statuses and the first line of each message.
+  if(TARGET corvane-sim)
+    add_test(NAME apps_BadInputGivesClearMessagesAndExitStatuses
+             COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/error_cases.sh $<TARGET_FILE:tarvo_app>
+                     $<TARGET_FILE:corvane-sim> ${PROJECT_SOURCE_DIR}/examples)
+    set_tests_properties(apps_BadInputGivesClearMessagesAndExitStatuses PROPERTIES LABELS apps)
+  endif()
   tarvo_app_test(tarvo_realtime_test)
   gtest_discover_tests(apps_tarvo_realtime_test DISCOVERY_TIMEOUT 60
                        PROPERTIES LABELS realtime TIMEOUT 300)
