@@ -73,6 +73,11 @@ std::span<const CommandInfo> Catalogue() {
     return kCatalogue;
 }
 
+bool AnsweredAfresh(WORD code) {
+    const CommandInfo* info = FindCommand(code);
+    return info != nullptr && info->role == Role::Query;
+}
+
 bool PayloadFits(Arg arg, std::span<const BYTE> payload, std::string& why) {
     switch (arg) {
         case Arg::None:

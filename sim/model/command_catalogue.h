@@ -21,6 +21,10 @@ enum class Arg {
     LeadFloat  // the byte 3, then a single-precision real, high byte first
 };
 
+// The role also says how a retry is answered: a query reads state, so a retry of it is answered
+// afresh (a retried 35 must carry the time of the retry, not of the first attempt); every other
+// role changes state or transmits, so a retry of it gets the previous reply again and is not
+// carried out twice (a retried 300 must not transmit twice).
 enum class Role {
     Query,    // answers data, changes nothing
     Setting,  // stored in the configuration; answers one byte, 1 accepted, 0 refused
@@ -41,6 +45,10 @@ struct CommandInfo {
 // The known command of `code`; nullptr for a code the transmitter does not know.
 const CommandInfo* FindCommand(WORD code);
 std::span<const CommandInfo> Catalogue();
+
+// Whether a retry of `code` is answered afresh: true for a query, false for any other code (an
+// unknown code included), whose retry gets the previous reply again.
+bool AnsweredAfresh(WORD code);
 
 // Whether `payload` has the shape `arg` demands; otherwise `why` says what is wrong.
 bool PayloadFits(Arg arg, std::span<const BYTE> payload, std::string& why);

@@ -167,10 +167,12 @@ void Transmitter::HandleRequest(const Frame& frame, Micros now) {
         Record(std::move(request));
         return;
     }
-    // A retry repeats the previous request whole, packet number included; the device answers it
-    // again without doing it twice.
-    const bool repeat =
+    // A retry repeats the previous request whole, packet number included. A query is answered
+    // afresh, since what it reads may have moved on; anything else gets its previous reply again
+    // and is not done twice.
+    const bool retry =
         last_ && last_->frame == frame && now - last_->at <= Micros{options_.repeatWindowMs} * 1000;
+    const bool repeat = retry && !AnsweredAfresh(frame.type);
     const std::vector<Fault> faults = faults_.Take(frame.type, repeat);
     for (const Fault& fault : faults) {
         AddNote(request.note, std::string("fault ") + FaultName(fault.kind));
@@ -187,6 +189,9 @@ void Transmitter::HandleRequest(const Frame& frame, Micros now) {
         last_->at = now;
         AddNote(request.note, "repeat: answered again, not done again");
     } else {
+        if (retry) {
+            AddNote(request.note, "repeat: answered afresh");
+        }
         if (Has(faults, FaultKind::UnknownCommand)) {
             payload = TextPayload(kUnknownCommand);
         } else if (Has(faults, FaultKind::Refuse)) {

@@ -255,3 +255,56 @@ TEST_F(DeviceTest, ARetryIsAnsweredAgainButNotCarriedOutTwice) {
     // The same command under a new number is a new request.
     EXPECT_EQ(Ask(300, {1}), Bytes{0});
 }
+
+TEST_F(DeviceTest, ARetriedQueryIsAnsweredWithWhatIsTrueAtTheRetry) {
+    // The first reply was slow and the logger tried again 2.8 s later: the retry must carry the
+    // device's state at the retry, or the logger would set its clock to a stale time.
+    struct QueryRow {
+        const char* legend;
+        std::uint16_t type;
+        Bytes first;
+        Bytes retried;
+    };
+    const QueryRow rows[] = {
+        {"the clock", 35, Clock(kNowSeconds), Clock(kNowSeconds + 2)},
+        {"the current time", 31, Time7(2024, 3, 1, 12, 0, 0), Time7(2024, 3, 1, 12, 0, 2)},
+        {"the window close", 219, Time7(2024, 3, 1, 12, 0, 1), Time7(2024, 3, 1, 12, 0, 3)},
+    };
+    for (const QueryRow& row : rows) {
+        SCOPED_TRACE(row.legend);
+        Make();
+        // Windows of 1 s every 2 s from 12:00:00, uncentred, so that 219 moves on too. Set up
+        // by 12:00:00.200; the retry goes at 12:00:02.850.
+        Ask(204, SpanOf(2));
+        Ask(212, SpanOf(1));
+        Ask(214, {0});
+        Ask(200, {1});
+        const Bytes request = Request(++number_, row.type);
+        EXPECT_EQ(PayloadOf(Send(request, 2'650), number_, row.type), row.first);
+        EXPECT_EQ(PayloadOf(Send(request), number_, row.type), row.retried);
+        EXPECT_EQ(device_->Transcript().at(device_->Transcript().size() - 2).note,
+                  "repeat: answered afresh");
+    }
+}
+
+TEST_F(DeviceTest, ARetriedCommandThatChangesStateIsAnsweredFromThePreviousReply) {
+    struct ActionRow {
+        const char* legend;
+        std::uint16_t type;
+        Bytes payload;
+    };
+    const ActionRow rows[] = {
+        {"a setting", 202, U16(151)},
+        {"a buffer load", 216, Text("MSG")},
+        {"master start", 770, {}},
+        {"a code it does not know", 999, {}},
+    };
+    for (const ActionRow& row : rows) {
+        SCOPED_TRACE(row.legend);
+        const Bytes request = Request(++number_, row.type, row.payload);
+        const Bytes first = PayloadOf(Send(request, 2'850), number_, row.type);
+        EXPECT_EQ(PayloadOf(Send(request), number_, row.type), first);
+        EXPECT_EQ(device_->Transcript().at(device_->Transcript().size() - 2).note,
+                  "repeat: answered again, not done again");
+    }
+}
