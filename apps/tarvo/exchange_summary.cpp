@@ -86,6 +86,9 @@ void AddToSummary(ExchangeSummary& s, const sim::TranscriptEntry& e, Sequence se
         case sim::Direction::Event:
             ++s.events;
             return;
+        case sim::Direction::LineFault:
+            ++s.lineFaults;
+            return;
         case sim::Direction::Reply: {
             // A reply with a fault of its own carries a note; a plain reply has none.
             const bool garbled = !e.crcGood || Has(e.note, "fault ");
@@ -196,6 +199,10 @@ void PrintExchanges(std::FILE* out, const ExchangeSummary& s) {
                  "  refused %d, unknown %d, unanswered %d, repeats %d, garbled replies %d, "
                  "restarts %d\n",
                  t.refused, t.unknown, t.unanswered, t.repeats, t.badReplies, s.events);
+    if (s.lineFaults > 0) {
+        std::fprintf(out, "  line faults %d (see the transcript's \"line-fault\" entries)\n",
+                     s.lineFaults);
+    }
     if (s.byCode.empty())
         return;
     std::fprintf(out, "  %5s %8s %8s %8s %8s %10s %8s %8s %8s\n", "code", "requests", "replies",

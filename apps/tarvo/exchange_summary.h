@@ -49,8 +49,9 @@ struct ExchangeSummary {
     std::map<int, int> recording;  // requests while recording, by type code
     std::map<int, CodeCounts> byCode;
     CodeCounts total;
-    int noiseRuns = 0;  // runs of bytes that belonged to no frame
-    int events = 0;     // things the transmitter did by itself (restarts)
+    int noiseRuns = 0;   // runs of bytes that belonged to no frame
+    int events = 0;      // things the transmitter did by itself (restarts)
+    int lineFaults = 0;  // request bytes corrupted or dropped, replies corrupted, lost or delayed
 };
 
 // Which part of the run a transcript entry was made in: the start sequence, recording or the stop

@@ -42,6 +42,8 @@ const char* DirectionName(Direction direction) {
             return "noise";
         case Direction::Event:
             return "event";
+        case Direction::LineFault:
+            return "line-fault";
     }
     return "?";
 }
@@ -79,6 +81,9 @@ std::string ToJson(const TranscriptEntry& e) {
     if (e.direction == Direction::Request || e.direction == Direction::Reply) {
         json += ",\"header\":" + std::to_string(e.header) +
                 ",\"number\":" + std::to_string(e.number) + ",\"type\":" + std::to_string(e.type);
+    } else if (e.direction == Direction::LineFault && e.type != 0) {
+        // A fault on a reply names the reply; one on request bytes cannot, they are not read yet.
+        json += ",\"number\":" + std::to_string(e.number) + ",\"type\":" + std::to_string(e.type);
     }
     json += ",\"payload\":\"" + ToHex(e.payload) + "\"";
     if (e.direction == Direction::Request || e.direction == Direction::Reply) {

@@ -11,10 +11,11 @@
 namespace tarvo::sim {
 
 enum class Direction {
-    Request,  // a frame that reached the transmitter
-    Reply,    // a frame it put on the line
-    Noise,    // bytes that belonged to no frame
-    Event     // something the transmitter did by itself (reset, restart)
+    Request,   // a frame that reached the transmitter
+    Reply,     // a frame it put on the line
+    Noise,     // bytes that belonged to no frame
+    Event,     // something the transmitter did by itself (reset, restart)
+    LineFault  // something the line did to the bytes (corrupted, dropped, lost, delayed)
 };
 
 struct TranscriptEntry {
@@ -25,7 +26,8 @@ struct TranscriptEntry {
     WORD type = 0;
     std::vector<BYTE> payload;  // the payload; for Noise the bytes
     bool crcGood = true;        // for a reply: whether the CRC sent is right
-    std::string note;           // how it was handled: faults, refusals, "ignored: restarting"
+    std::string note;  // how it was handled: faults, refusals, "ignored: restarting"; what the
+                       // line did
 };
 
 enum class DownlinkKind { SelfTimed, Random, SelfTimedTest, RandomTest, SendToMaker };

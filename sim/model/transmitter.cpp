@@ -51,15 +51,27 @@ Transmitter::Transmitter(const TimeSource& time, TransmitterOptions options)
     : time_(time),
       options_(std::move(options)),
       clock_(time, options_.clockOffsetMs, options_.clockDriftPpm, options_.clockValid),
-      reader_(options_.maxPayload, Micros{options_.frameGapMs} * 1000) {}
+      reader_(options_.maxPayload, Micros{options_.frameGapMs} * 1000),
+      line_(options_.lineFaults) {}
 
 // ---------------------------------------------------------------- line
 
 void Transmitter::Receive(std::span<const BYTE> bytes) {
     Poll();
     const Micros now = time_.MonotonicMicros();
+    std::vector<BYTE> arrived;
+    if (line_.Active()) {
+        std::vector<std::string> notes;
+        arrived = line_.Incoming(bytes, notes);
+        for (const std::string& note : notes) {
+            RecordLineFault(note);
+        }
+        bytes = arrived;
+    }
     std::vector<ReaderEvent> events;
-    reader_.Feed(bytes, now, events);
+    if (!bytes.empty()) {
+        reader_.Feed(bytes, now, events);
+    }
     for (const ReaderEvent& event : events) {
         Handle(event, now);
     }
@@ -87,7 +99,12 @@ std::vector<BYTE> Transmitter::TakeDueOutput() {
         Outgoing& out = output_.front();
         bytes.insert(bytes.end(), out.bytes.begin(), out.bytes.end());
         out.entry.loggerMs = time_.LoggerMs();
+        const BYTE number = out.entry.number;
+        const WORD type = out.entry.type;
         Record(std::move(out.entry));
+        if (out.lineFault) {
+            RecordLineFault(out.lineFault->Note(), number, type);
+        }
         output_.pop_front();
     }
     return bytes;
@@ -237,9 +254,24 @@ void Transmitter::HandleRequest(const Frame& frame, Micros now) {
     }
     entry.header = reply.header;
     entry.number = reply.number;
+    std::vector<BYTE> bytes = EncodeFrameAs(reply, lengthField, crcXor);
+    const std::optional<ReplyLineFault> lineFault = line_.NextReply(bytes.size());
+    if (lineFault) {
+        switch (lineFault->kind) {
+            case ReplyLineFault::Kind::Corrupt:
+                bytes[lineFault->offset] ^= lineFault->mask;
+                break;
+            case ReplyLineFault::Kind::Lose:
+                bytes.clear();
+                break;
+            case ReplyLineFault::Kind::Delay:
+                delay += lineFault->delay;
+                break;
+        }
+    }
     const Micros due = std::max(now + delay, lastDue_);
     lastDue_ = due;
-    output_.push_back(Outgoing{due, EncodeFrameAs(reply, lengthField, crcXor), std::move(entry)});
+    output_.push_back(Outgoing{due, std::move(bytes), std::move(entry), lineFault});
 
     if (restartRequested_) {
         restartRequested_ = false;
@@ -608,6 +640,11 @@ void Transmitter::Record(DownlinkEntry entry) {
 
 void Transmitter::RecordEvent(const std::string& note) {
     Record(TranscriptEntry{time_.LoggerMs(), Direction::Event, 0, 0, 0, {}, true, note});
+}
+
+void Transmitter::RecordLineFault(const std::string& note, BYTE number, WORD type) {
+    Record(
+        TranscriptEntry{time_.LoggerMs(), Direction::LineFault, 0, number, type, {}, true, note});
 }
 
 }  // namespace tarvo::sim

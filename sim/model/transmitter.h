@@ -19,6 +19,7 @@
 #include "sim/model/config_store.h"
 #include "sim/model/device_clock.h"
 #include "sim/model/faults.h"
+#include "sim/model/line_faults.h"
 #include "sim/model/records.h"
 #include "sim/model/self_timed_schedule.h"
 #include "sim/model/time_source.h"
@@ -37,7 +38,8 @@ struct TransmitterOptions {
     std::int64_t clockOffsetMs = 0;  // device clock ahead of the logger's at start
     double clockDriftPpm = 0;
     bool clockValid = true;
-    bool keepRecords = true;  // keep transcript and downlink log in memory
+    LineFaultOptions lineFaults;  // faults of the line at a rate; none by default
+    bool keepRecords = true;      // keep transcript and downlink log in memory
     // Receives every transcript and downlink entry as one JSON line, as it is made.
     std::function<void(const std::string&)> sink;
     // Receive every entry as it is made, for a face that tallies entries instead of keeping them.
@@ -123,6 +125,7 @@ class Transmitter {
         Micros due;
         std::vector<BYTE> bytes;
         TranscriptEntry entry;
+        std::optional<ReplyLineFault> lineFault;  // what the line does to it
     };
     struct LastRequest {
         Frame frame;
@@ -144,6 +147,7 @@ class Transmitter {
     void Record(TranscriptEntry entry);
     void Record(DownlinkEntry entry);
     void RecordEvent(const std::string& note);
+    void RecordLineFault(const std::string& note, BYTE number = 0, WORD type = 0);
 
     const TimeSource& time_;
     TransmitterOptions options_;
@@ -151,6 +155,7 @@ class Transmitter {
     FrameReader reader_;
     ConfigStore config_;
     FaultSet faults_;
+    LineFaults line_;
     Counters counters_;
 
     bool master_ = false;
