@@ -40,6 +40,12 @@ const char* Usage() {
            "                        behind)\n"
            "  --clock-drift PPM     device clock runs PPM parts per million fast (negative: slow)\n"
            "  --invalid-time        device clock starts not valid\n"
+           "  --line-faults RATE    hit each request and reply with the chance RATE, a fraction\n"
+           "                        from 0 to 1 (0.05) or a percentage (5%): a request byte\n"
+           "                        corrupted or dropped, a reply byte corrupted, the reply\n"
+           "                        lost or delayed by 0.2 to 4 s; each is a line-fault\n"
+           "                        transcript entry (default 0: a perfect line)\n"
+           "  --seed N              seed of the line faults (default 1)\n"
            "  --reset-silence MS    how long command 6 leaves the device deaf (default 60000)\n"
            "  --load-margin MS      a self-timed message must be loaded this long before its\n"
            "                        window closes (default 10000)\n"
@@ -128,6 +134,23 @@ bool ParseProgramOptions(int argc, char** argv, ProgramOptions& options, std::st
             }
             if (!Number(text, options.device.clockDriftPpm)) {
                 error = "--clock-drift: not a number: " + std::string(text);
+                return false;
+            }
+        } else if (arg == "--line-faults") {
+            if (!take(text)) {
+                return false;
+            }
+            if (!ParseLineFaultRate(text, options.device.lineFaults.rate)) {
+                error = "--line-faults: not a fraction from 0 to 1 or a percentage: " +
+                        std::string(text);
+                return false;
+            }
+        } else if (arg == "--seed") {
+            if (!take(text)) {
+                return false;
+            }
+            if (!ParseLineFaultSeed(text, options.device.lineFaults.seed)) {
+                error = "--seed: not a whole number: " + std::string(text);
                 return false;
             }
         } else if (arg == "--reset-silence") {

@@ -144,6 +144,27 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
                 return false;
             }
             run.simClockOffsetMs = std::llround(seconds * 1000);
+        } else if (a == "--sim-line-faults") {
+            if (!TakeValue(args, i, a, value, error))
+                return false;
+            double rate = 0;
+            if (!sim::ParseLineFaultRate(value, rate)) {
+                error =
+                    "--sim-line-faults: expected a fraction from 0 to 1 such as 0.05, or a "
+                    "percentage such as 5%, not \"" +
+                    value + "\"";
+                return false;
+            }
+            run.simLineFaultRate = rate;
+        } else if (a == "--seed") {
+            if (!TakeValue(args, i, a, value, error))
+                return false;
+            std::uint64_t seed = 0;
+            if (!sim::ParseLineFaultSeed(value, seed)) {
+                error = "--seed: expected a whole number such as 7, not \"" + value + "\"";
+                return false;
+            }
+            run.seed = seed;
         } else if (!a.empty() && a[0] == '-') {
             error = "run: unknown option \"" + a + "\"";
             return false;
@@ -172,6 +193,8 @@ bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& r
     const char* simOption = !run.transcriptPath.empty() ? "--transcript"
                             : !run.simFaults.empty()    ? "--sim-fault"
                             : run.simClockOffsetMs      ? "--sim-clock-offset"
+                            : run.simLineFaultRate      ? "--sim-line-faults"
+                            : run.seed                  ? "--seed"
                                                         : nullptr;
     if (simOption != nullptr && !run.SimulatorWanted()) {
         error = std::string(simOption) + ": only with the in-process simulator (not with " +
@@ -354,7 +377,8 @@ Usage:
   tarvo run SETUP [--for DURATION] [--serial NAME=PATH]... [--realtime]
                   [--start TIME] [--plugin PATH]... [--log FILE] [--level LEVEL]
                   [--no-sim] [--transcript FILE] [--sim-fault FAULT]...
-                  [--sim-clock-offset SECONDS] [--set-machine-clock]
+                  [--sim-clock-offset SECONDS] [--sim-line-faults RATE] [--seed N]
+                  [--set-machine-clock]
                   [--flash-disk DIR] [--storage-card DIR]
   tarvo call SETUP EXPORT [ARG...] [--save] [--module NAME] [--serial NAME=PATH]...
                   [--no-sim] [--plugin PATH]... [--log FILE] [--level LEVEL]
@@ -437,6 +461,15 @@ The simulated transmitter:
   --sim-clock-offset SECONDS
                      Start the simulator's clock SECONDS ahead of the logger's (negative:
                      behind).
+  --sim-line-faults RATE
+                     Make the line between logger and simulator unreliable: each request and
+                     each reply is hit with the chance RATE, a fraction from 0 to 1 (0.05) or a
+                     percentage (5%). A hit request has a byte corrupted or dropped; a hit reply
+                     has a byte corrupted, is lost, or is delayed by 0.2 to 4 s. Each fault is a
+                     "line-fault" entry of the transcript and the summary counts them.
+                     Default: 0, a perfect line.
+  --seed N           Seed of the line faults, a whole number (default 1): the same seed and
+                     setup give the same faults, so a run can be repeated.
 
 Output:
   Operator messages (the platform's message boxes, such as a module's report at recording

@@ -10,6 +10,7 @@
 #include "platform/report.h"
 #include "platform/time.h"
 #include "sim/model/faults.h"
+#include "sim/model/line_faults.h"
 
 namespace tarvo::runner {
 
@@ -31,6 +32,8 @@ struct RunOptions {
     std::string transcriptPath;                    // --transcript
     std::vector<sim::Fault> simFaults;             // --sim-fault
     std::optional<std::int64_t> simClockOffsetMs;  // --sim-clock-offset
+    std::optional<double> simLineFaultRate;        // --sim-line-faults, 0 to 1
+    std::optional<std::uint64_t> seed;             // --seed; the line faults' seed
     // Virtual time unless a serial mapping names a device or real time was asked for.
     bool Virtual() const { return !realtime && serial.empty(); }
     // Whether a run may attach the in-process simulator (it still needs a <Corvane> section).

@@ -42,6 +42,8 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
 
     sim::TransmitterOptions device;
     device.clockOffsetMs = options.simClockOffsetMs.value_or(0);
+    device.lineFaults = {.rate = options.simLineFaultRate.value_or(0),
+                         .seed = options.seed.value_or(1)};
     device.keepRecords = false;
     device.onTranscript = [this](const sim::TranscriptEntry& entry) {
         AddToSummary(summary_, entry, sequence_);

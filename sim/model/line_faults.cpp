@@ -1,5 +1,6 @@
 #include "sim/model/line_faults.h"
 
+#include <charconv>
 #include <cstdio>
 
 #include "sim/wire/frame.h"
@@ -36,6 +37,31 @@ std::string Hex(BYTE b) {
 constexpr std::uint64_t kReplyStream = 0xD1B54A32D192ED03ULL;
 
 }  // namespace
+
+bool ParseLineFaultRate(std::string_view text, double& rate) {
+    const bool percent = text.ends_with('%');
+    if (percent) {
+        text.remove_suffix(1);
+    }
+    double value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || ec != std::errc() || end != text.data() + text.size()) {
+        return false;
+    }
+    if (percent) {
+        value /= 100;
+    }
+    if (!(value >= 0 && value <= 1)) {
+        return false;
+    }
+    rate = value;
+    return true;
+}
+
+bool ParseLineFaultSeed(std::string_view text, std::uint64_t& seed) {
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    return !text.empty() && ec == std::errc() && end == text.data() + text.size();
+}
 
 std::string ReplyLineFault::Note() const {
     switch (kind) {

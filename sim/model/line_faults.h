@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/types.h"
@@ -23,6 +24,11 @@ struct LineFaultOptions {
     double rate = 0;
     std::uint64_t seed = 1;
 };
+
+// Reads a rate as a fraction from 0 to 1 ("0.05") or a percentage from 0% to 100% ("5%").
+bool ParseLineFaultRate(std::string_view text, double& rate);
+// Reads a seed: a whole number from 0 to 2^64 - 1.
+bool ParseLineFaultSeed(std::string_view text, std::uint64_t& seed);
 
 // What the line does to one reply.
 struct ReplyLineFault {

@@ -59,6 +59,7 @@ TEST(Runner, HelpIsCompleteAndTrue) {
         "tarvo run SETUP|--for DURATION|--serial NAME=PATH|--realtime|--start TIME|--plugin PATH|"
         "--log FILE|--level LEVEL|tarvo blocks|90s, 15m, 24h, 30d|Ctrl-C|130|--no-sim|"
         "--transcript FILE|--sim-fault FAULT|--sim-clock-offset SECONDS|--set-machine-clock|"
+        "--sim-line-faults RATE|--seed N|percentage (5%)|line-fault|"
         "0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad CRC)|downlink log:|(ignored)");
     for (std::string item; std::getline(items, item, '|');) {
         EXPECT_THAT(r.out, HasSubstr(item));
@@ -91,6 +92,11 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--sim-fault", "deafness"}, "tarvo: --sim-fault deafness: unknown fault"},
         {{"run", "s.xml", "--sim-clock-offset", "2s"}, "tarvo: --sim-clock-offset: expected a"},
         {{"run", "s.xml", "--set-machine-clock"}, "tarvo: --set-machine-clock: only a run in"},
+        {{"run", "s.xml", "--sim-line-faults", "5"}, "tarvo: --sim-line-faults: expected a"},
+        {{"run", "s.xml", "--sim-line-faults", "101%"}, "tarvo: --sim-line-faults: expected a"},
+        {{"run", "s.xml", "--seed", "-1"}, "tarvo: --seed: expected a whole number"},
+        {{"run", "s.xml", "--no-sim", "--sim-line-faults", "5%"},
+         "tarvo: --sim-line-faults: only with the in-process simulator (not with --no-sim)"},
     };
     for (const auto& c : cases) {
         auto r = Tarvo(c.args);

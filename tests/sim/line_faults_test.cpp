@@ -161,3 +161,22 @@ TEST(LineFaults, AtRateZeroTheLineIsPerfect) {
         EXPECT_FALSE(line.NextReply(8).has_value());
     }
 }
+
+TEST(LineFaults, ARateIsAFractionOrAPercentageFromNoneToAll) {
+    const struct {
+        const char* text;
+        bool ok;
+        double rate;
+    } rows[] = {
+        {"0.05", true, 0.05}, {"5%", true, 0.05}, {"0", true, 0},     {"100%", true, 1},
+        {"1", true, 1},       {"5", false, 0},    {"101%", false, 0}, {"-0.1", false, 0},
+        {"%", false, 0},      {"", false, 0},     {"5 %", false, 0},  {"nan", false, 0},
+    };
+    for (const auto& row : rows) {
+        double rate = -1;
+        EXPECT_EQ(ParseLineFaultRate(row.text, rate), row.ok) << row.text;
+        if (row.ok) {
+            EXPECT_DOUBLE_EQ(rate, row.rate) << row.text;
+        }
+    }
+}

@@ -74,6 +74,9 @@ TEST(CorvaneSimProgram, ExplainsItselfAndRefusesABadCommandLine) {
     Child help(CORVANE_SIM_PATH, {"--help"}, "/tmp");
     EXPECT_EQ(help.Finish(), 0);
     EXPECT_EQ(help.out.rfind("Usage: corvane-sim [options]", 0), 0u) << help.out;
+    for (const char* option : {"--line-faults RATE", "--seed N"}) {
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    }
     const struct {
         std::vector<std::string> args;
         const char* message;
@@ -81,6 +84,8 @@ TEST(CorvaneSimProgram, ExplainsItselfAndRefusesABadCommandLine) {
         {{"--frobnicate"}, "unknown option --frobnicate"},
         {{"--fault", "silence,count=0"}, "bad count '0'"},
         {{"--reset-silence"}, "needs a value"},
+        {{"--line-faults", "7"}, "--line-faults: not a fraction from 0 to 1 or a percentage: 7"},
+        {{"--seed", "x"}, "--seed: not a whole number: x"},
     };
     for (const auto& row : rows) {
         Child bad(CORVANE_SIM_PATH, row.args, "/tmp");
