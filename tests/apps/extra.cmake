@@ -34,6 +34,11 @@ if(TARGET tarvo_app)
   gtest_discover_tests(apps_river_gauge_golden_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(run_summary_test)
   gtest_discover_tests(apps_run_summary_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  # Thirty simulated days on a line with faults: one run serves all of its tests, so the program
+  # is one test here rather than one per case.
+  tarvo_app_test(soak_test)
+  add_test(NAME apps_ThirtySimulatedDaysOnAFaultyLine COMMAND apps_soak_test)
+  set_tests_properties(apps_ThirtySimulatedDaysOnAFaultyLine PROPERTIES LABELS apps)
   # A real-time run takes its --for of real time by design (the point is the real port), hence
   # the label, so that a quick pass can leave it out with `ctest -LE realtime`. (One label only:
   # a list would not survive being passed on as test properties.)
