@@ -26,8 +26,10 @@ bool ParseCsvTime(const std::string& text, bool& timeOfDay, std::int64_t& ms) {
     if (std::sscanf(text.c_str(), "%d-%d-%d%c%d:%d:%d %c", &y, &mo, &d, &sep, &h, &mi, &s, &tail) ==
             7 &&
         (sep == ' ' || sep == 'T')) {
-        if (mo < 1 || mo > 12 || d < 1 || d > 31 || h < 0 || h > 23 || mi < 0 || mi > 59 || s < 0 ||
-            s > 59) {
+        // The year is the four digits the format names: a year of hundreds of millions
+        // overflowed the milliseconds since 1970 (found by fuzzing).
+        if (y < 1 || y > 9999 || mo < 1 || mo > 12 || d < 1 || d > 31 || h < 0 || h > 23 ||
+            mi < 0 || mi > 59 || s < 0 || s > 59) {
             return false;
         }
         timeOfDay = false;

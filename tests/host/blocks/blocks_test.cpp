@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "host/blocks/source_block.h"
+#include "host/log/report_sinks.h"
+#include "host/support/temp_dir.h"
 #include "platform/module.h"
 #include "platform/property.h"
 #include "platform/sensor_data.h"
@@ -154,6 +157,48 @@ TEST(Module, DeliversTheFeedingBlocksDataToItsInput) {
     sink.DisconnectInputs();
     EXPECT_EQ(sink.GetInputModule(2), nullptr);
     EXPECT_EQ(sink.AddProperty(TProperty::Text(L"RightDigits")), nullptr) << "names are unique";
+}
+
+// A CSV row whose date lies outside four-digit years or the calendar is no row: past the
+// header line it is refused with its line, and the block starts without data. A year of hundreds of
+// millions once overflowed the instant's milliseconds.
+TEST(SourceBlock, CsvRowsOutsideTheCalendarAreRefusedWithTheirLine) {
+    const struct {
+        const char* legend;
+        const char* row;
+        bool accepted;
+    } rows[] = {
+        {"the last second of year 9999", "9999-12-31 23:59:59", true},
+        {"the first second of year 1", "0001-01-01 00:00:00", true},
+        {"a year of hundreds of millions", "899998424-06-09 02:00:00", false},
+        {"a five-digit year", "10000-01-01 00:00:00", false},
+        {"year 0", "0000-12-31 00:00:00", false},
+        {"month 13", "2024-13-01 00:00:00", false},
+        {"hour 24", "2024-06-01 24:00:00", false},
+    };
+    tarvo::test::TempDir dir;
+    tarvo::host::LogCapture log;
+    tarvo::host::SetStderrLevel(TReportLevel::Warning, false);
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.legend);
+        log.Clear();
+        // The row twice: refused on line 1 it would pass for a header, so line 2 is the one
+        // that must be refused.
+        dir.Write("rows.csv", std::string(r.row) + ",1\n" + r.row + ",2\n");
+        tarvo::host::SourceBlock block(dir.Path());
+        block.SetName(L"S");
+        block.GetProperty(L"Mode")->SetText(L"CSV");
+        block.GetProperty(L"File")->SetText(L"rows.csv");
+        EXPECT_EQ(block.Start(), r.accepted);
+        const auto warnings = log.Texts(TReportLevel::Warning);
+        if (r.accepted) {
+            EXPECT_TRUE(warnings.empty());
+        } else {
+            ASSERT_EQ(warnings.size(), 1u);
+            EXPECT_NE(warnings[0].find("rows.csv:2: expected"), std::string::npos) << warnings[0];
+        }
+    }
+    tarvo::host::SetStderrLevel(TReportLevel::Warning, true);
 }
 
 }  // namespace
