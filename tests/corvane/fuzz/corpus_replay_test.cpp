@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ struct Seed {
     const Target* target;
     std::filesystem::path file;
 };
+
+// "setup river-gauge.xml" in test listings instead of the struct's bytes.
+void PrintTo(const Seed& seed, std::ostream* out) {
+    *out << seed.target->name << ' ' << seed.file.filename().string();
+}
 
 std::vector<std::filesystem::path> CorpusFiles(const Target& target) {
     std::vector<std::filesystem::path> files;
