@@ -60,7 +60,11 @@ class CountingTransport : public Transport {
         counters_.bytesReceived += got;
         return got;
     }
-    bool FlushInput() override { return inner_->FlushInput(); }
+    // What is thrown away still came back from the device (a late reply, say).
+    bool FlushInput() override {
+        counters_.bytesReceived += inner_->BytesWaiting();
+        return inner_->FlushInput();
+    }
     std::size_t BytesWaiting() override { return inner_->BytesWaiting(); }
     bool Drain() override { return inner_->Drain(); }
 

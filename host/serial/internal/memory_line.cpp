@@ -132,6 +132,9 @@ bool MemoryLine::PortSend(const BYTE* data, std::size_t count) {
             return false;
         Queue(toPeer_, data, count, NowNanos());
     }
+    // Without line speed the bytes are there at once: a catch-up at this instant has work again.
+    if (!modelLineSpeed_)
+        caughtUpAt_.store(std::numeric_limits<Micros>::min());
     toPeer_.arrived.Set();
     return true;
 }

@@ -77,7 +77,8 @@ class MemoryLine : public SerialPeer {
     std::mutex passiveMutex_;
     PassivePeer* passive_ = nullptr;
     // The instant of the last catch-up: another at the same instant finds nothing to do, since
-    // what the peer does at an instant it does at once, and bytes sent now arrive later.
+    // what the peer does at an instant it does at once, and bytes sent now arrive later (on a
+    // line without line speed they arrive at once, so sending clears this).
     std::atomic<Micros> caughtUpAt_{std::numeric_limits<Micros>::min()};
     mutable std::mutex mutex_;
     bool portOpen_ = false;

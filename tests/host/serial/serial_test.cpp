@@ -97,6 +97,45 @@ TEST_F(VirtualSerialTest, BytesCrossTheInMemoryLineBothWays) {
     EXPECT_EQ(peer->Baud(), 1200u);
 }
 
+// A far end with no thread that echoes each byte the moment it arrives.
+class EchoPeer : public tarvo::host::PassivePeer {
+  public:
+    explicit EchoPeer(SerialPeer& line) : line_(line) {}
+    void CatchUp() override {
+        BYTE bytes[64];
+        const Micros now = NowMicros();
+        const std::size_t n = line_.TakeArrivedBy(bytes, sizeof bytes, now);
+        line_.WriteAt(bytes, n, now);
+    }
+    std::int64_t NextEvent() override { return line_.NextArrival(); }
+
+  private:
+    SerialPeer& line_;
+};
+
+// A passive far end is caught up before the port side looks, also twice at one instant when the
+// line has no speed and what was just sent is there at once. Flushed bytes still count as
+// having come back.
+TEST_F(VirtualSerialTest, APassivePeerAnswersAtTheInstantAndFlushedBytesCountAsReceived) {
+    tarvo::host::ResetPortTraffic();
+    CSerialComm port;
+    auto line = OpenLine(port, false);
+    EchoPeer echo(*line);
+    line->AttachPassive(&echo);
+    ASSERT_TRUE(port.PutByte(0x41));
+    EXPECT_EQ(port.NumberBytesInputBuffer(), 1u) << "echoed at the same instant";
+    ASSERT_TRUE(port.PutByte(0x42));
+    EXPECT_EQ(port.NumberBytesInputBuffer(), 2u);
+    ASSERT_TRUE(port.FlushInput());
+    EXPECT_EQ(port.NumberBytesInputBuffer(), 0u);
+    line->AttachPassive(nullptr);
+    const tarvo::host::PortTraffic traffic = tarvo::host::TrafficOf(L"COM3:");
+    EXPECT_EQ(traffic.opens, 1u);
+    EXPECT_EQ(traffic.bytesSent, 2u);
+    EXPECT_EQ(traffic.bytesReceived, 2u) << "thrown away, but they came back";
+    EXPECT_EQ(NowMicros(), 0);
+}
+
 TEST_F(VirtualSerialTest, AnExchangeCostsTheLineTimeOfEveryByteAtTheConfiguredBaud) {
     struct Row {
         const char* legend;
