@@ -49,7 +49,7 @@ RequestOutcome ClassifyRequest(const sim::TranscriptEntry& r) {
         return RequestOutcome::Ignored;
     if (Has(n, "not answered"))
         return RequestOutcome::Unanswered;
-    if (Has(n, "repeat:"))
+    if (Has(n, "repeat: answered again"))  // a query answered afresh was carried out
         return RequestOutcome::Repeat;
     if (Has(n, "refused:") || Has(n, "fault refuse") || Has(n, "fault master-refusal"))
         return RequestOutcome::Refused;

@@ -147,6 +147,7 @@ int RunSession::Execute() {
             h->Stopping(*this);
         stoppingMicros = host::NowMicros();
         engine.Stop();
+        interrupted_ = watcher.Interrupted();  // also when asked for during the stop
     }
     const host::Micros stoppedMicros = host::NowMicros();
     for (auto& h : hooks_)

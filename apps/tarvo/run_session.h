@@ -36,7 +36,7 @@ class RunHooks {
     // setup and the plug-ins. Any threads the hook started must end here.
     virtual void AfterStop(RunSession& /*session*/) {}
     // After the run's one-line summary: the hook's part of the summary, on the session's Out().
-    // Runs also after an interrupt; the clock may be gone, so nothing here may wait.
+    // Runs also after an interrupt; nothing here may wait.
     virtual void Report(RunSession& /*session*/) {}
     // After Report: non-zero when the run did not do what it was for (the exit status then,
     // unless the run was interrupted), with the reason already on the session's Err().

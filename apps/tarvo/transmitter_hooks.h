@@ -30,7 +30,7 @@ class TransmitterHooks : public RunHooks {
     bool BeforeStart(RunSession& session, std::string& error) override;
     void Started(RunSession& session) override;
     void Stopping(RunSession& session) override;
-    // Takes the simulator's records, ends its thread and unmaps the port.
+    // Brings the simulator up to the end of recording, stops it and unmaps the port.
     void AfterStop(RunSession& session) override;
     void Report(RunSession& session) override;
     // 3 when the module used the transmitter's port and not one byte ever came back.

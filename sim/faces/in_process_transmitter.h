@@ -10,8 +10,10 @@
 //   ... the module opens "COM3:" and talks to it ...
 //   corvane.With([](tarvo::sim::Transmitter& t) { return t.Downlink(); });
 //
-// Destroy it before the clock. All methods may be called from any thread; the device's lock is
-// taken before the line's.
+// Destroy it before the clock. All methods may be called from any thread, except from inside a
+// With function or a record callback (they run under the device's lock, which is not
+// recursive, and so does the catch-up before a clock set); the device's lock is taken before
+// the line's.
 #pragma once
 
 #include <array>

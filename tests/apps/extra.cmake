@@ -38,7 +38,7 @@ if(TARGET tarvo_app)
   # is one test here rather than one per case.
   tarvo_app_test(soak_test)
   add_test(NAME apps_ThirtySimulatedDaysOnAFaultyLine COMMAND apps_soak_test)
-  set_tests_properties(apps_ThirtySimulatedDaysOnAFaultyLine PROPERTIES LABELS apps)
+  set_tests_properties(apps_ThirtySimulatedDaysOnAFaultyLine PROPERTIES LABELS apps TIMEOUT 600)
   # A real-time run takes its --for of real time by design (the point is the real port), hence
   # the label, so that a quick pass can leave it out with `ctest -LE realtime`. (One label only:
   # a list would not survive being passed on as test properties.)

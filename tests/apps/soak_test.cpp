@@ -85,14 +85,13 @@ struct Soak {
 Soak* RunThirtyDays() {
     auto soak = std::make_unique<Soak>();
     TempDir dir;
-    Child tarvo(
-        TARVO_PROGRAM,
-        {"run", EXAMPLES_DIR "/river-gauge.xml", "--for", "30d", "--start", "2026-03-01 00:00:00",
-         "--sim-line-faults", "5%", "--seed", "7", "--transcript", dir.File("transcript.jsonl"),
-         "--log", dir.File("platform.log"), "--level", "debug"},
-        dir.Path());
+    Child tarvo(TARVO_PROGRAM,
+                {"run", EXAMPLES_DIR "/river-gauge.xml", "--for", "30d", "--start",
+                 "2026-03-01 00:00:00", "--sim-line-faults", "5%", "--seed", "7", "--transcript",
+                 dir.File("transcript.jsonl"), "--log", dir.File("platform.log")},
+                dir.Path());
     soak->status = tarvo.Finish();
-    // The debug log goes to standard error as well; keep only what explains a failure.
+    // The log file takes debug lines; standard error only warnings. Keep what explains a failure.
     soak->err = tarvo.err.substr(tarvo.err.size() > 2000 ? tarvo.err.size() - 2000 : 0);
 
     std::istringstream transcript(dir.Read("transcript.jsonl"));
