@@ -26,6 +26,7 @@ struct PortMap {
     std::map<std::wstring, PortTarget> targets;
     // By name, kept across mappings; entries are never removed, so a transport may hold one.
     std::map<std::wstring, std::unique_ptr<Counters>> traffic;
+    std::map<std::wstring, std::shared_ptr<PortObserver>> observers;
 
     Counters& TrafficOf(const std::wstring& name) {
         auto& counters = traffic[name];
@@ -41,28 +42,45 @@ PortMap& Ports() {
     return *ports;
 }
 
-// Counts what goes through an opened transport.
+// Counts what goes through an opened transport and shows it to the port's observer, if any.
 class CountingTransport : public Transport {
   public:
-    CountingTransport(std::unique_ptr<Transport> inner, Counters& counters)
-        : inner_(std::move(inner)), counters_(counters) {}
+    CountingTransport(std::unique_ptr<Transport> inner, Counters& counters,
+                      std::shared_ptr<PortObserver> observer)
+        : inner_(std::move(inner)), counters_(counters), observer_(std::move(observer)) {
+        if (observer_)
+            observer_->Opened();
+    }
+    ~CountingTransport() override {
+        if (observer_)
+            observer_->Closed();
+    }
+    CountingTransport(const CountingTransport&) = delete;
+    CountingTransport& operator=(const CountingTransport&) = delete;
     bool Configure(DWORD baud, BYTE dataBits, BYTE parity, BYTE stopBits) override {
         return inner_->Configure(baud, dataBits, parity, stopBits);
     }
     bool Send(const BYTE* data, std::size_t count) override {
         const bool sent = inner_->Send(data, count);
-        if (sent)
+        if (sent) {
             counters_.bytesSent += count;
+            if (observer_)
+                observer_->Sent({data, count});
+        }
         return sent;
     }
     std::size_t Receive(BYTE* data, std::size_t count, const COMMTIMEOUTS& timeouts) override {
         const std::size_t got = inner_->Receive(data, count, timeouts);
         counters_.bytesReceived += got;
+        if (observer_ && got > 0)
+            observer_->Received({data, got});
         return got;
     }
     // What is thrown away still came back from the device (a late reply, say).
     bool FlushInput() override {
         counters_.bytesReceived += inner_->BytesWaiting();
+        if (observer_)
+            observer_->Flushed();
         return inner_->FlushInput();
     }
     std::size_t BytesWaiting() override { return inner_->BytesWaiting(); }
@@ -71,6 +89,7 @@ class CountingTransport : public Transport {
   private:
     std::unique_ptr<Transport> inner_;
     Counters& counters_;
+    const std::shared_ptr<PortObserver> observer_;
 };
 
 }  // namespace
@@ -104,6 +123,7 @@ void ClearPortMap() {
 std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& error) {
     PortTarget target;
     Counters* counters = nullptr;
+    std::shared_ptr<PortObserver> observer;
     {
         PortMap& ports = Ports();
         std::lock_guard lock(ports.mutex);
@@ -115,6 +135,8 @@ std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& 
             return nullptr;
         }
         target = found->second;
+        if (const auto watched = ports.observers.find(name); watched != ports.observers.end())
+            observer = watched->second;
     }
     // Opened outside the map's lock: a device may take its time.
     std::unique_ptr<Transport> opened =
@@ -126,7 +148,16 @@ std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& 
         return nullptr;
     }
     ++counters->opens;
-    return std::make_unique<CountingTransport>(std::move(opened), *counters);
+    return std::make_unique<CountingTransport>(std::move(opened), *counters, std::move(observer));
+}
+
+void ObservePort(const std::wstring& name, std::shared_ptr<PortObserver> observer) {
+    PortMap& ports = Ports();
+    std::lock_guard lock(ports.mutex);
+    if (observer)
+        ports.observers.insert_or_assign(name, std::move(observer));
+    else
+        ports.observers.erase(name);
 }
 
 void ResetPortTraffic() {

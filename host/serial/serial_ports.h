@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "platform/serial.h"
@@ -92,5 +93,22 @@ struct PortTraffic {
 };
 PortTraffic TrafficOf(const std::wstring& name);
 void ResetPortTraffic();
+
+// Sees the bytes of the ports a name opens, from the port side: for a runner that tells a person
+// which request failed and why, whether a device or a simulator is on the line. Called on the
+// thread that uses the port, with no host lock held, so an observer that is read from another
+// thread guards its own state.
+class PortObserver {
+  public:
+    virtual ~PortObserver() = default;
+    virtual void Opened() = 0;
+    virtual void Sent(std::span<const BYTE> bytes) = 0;
+    virtual void Received(std::span<const BYTE> bytes) = 0;
+    // The input waiting was thrown away unread (the module does this before every request).
+    virtual void Flushed() = 0;
+    virtual void Closed() = 0;
+};
+// Null stops observing. A port keeps the observer it was opened with until it closes.
+void ObservePort(const std::wstring& name, std::shared_ptr<PortObserver> observer);
 
 }  // namespace tarvo::host
