@@ -12,6 +12,8 @@ namespace tarvo::runner {
 
 TransmitterHooks::~TransmitterHooks() {
     // Normally done in AfterStop; this covers a run that ended before recording.
+    if (watch_)
+        host::ObservePort(port_->name, nullptr);
     simulator_.reset();
     if (transcriptFile_ != nullptr)
         std::fclose(transcriptFile_);
@@ -37,6 +39,9 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
         if (mapped == name)
             device_ = path;
     }
+    watch_ = std::make_shared<ExchangeWatch>();
+    watch_->Watch(true);
+    host::ObservePort(port_->name, watch_);
     if (!options.SimulatorWanted())
         return true;
 
@@ -71,17 +76,43 @@ void TransmitterHooks::Enter(Sequence sequence) {
     simulator_->With([this, sequence](sim::Transmitter&) { sequence_ = sequence; });
 }
 
-void TransmitterHooks::Started(RunSession&) {
+void TransmitterHooks::TellFailures(RunSession& session, const char* sequence,
+                                    std::vector<std::string>& told) {
+    for (const FailedRequest& failure : watch_->TakeFailures()) {
+        told.push_back(DescribeFailure(failure));
+        std::fprintf(session.Err(), "tarvo: %s: %s\n", sequence, told.back().c_str());
+    }
+    std::fflush(session.Err());
+}
+
+void TransmitterHooks::Started(RunSession& session) {
+    if (watch_) {
+        watch_->Watch(false);
+        TellFailures(session, "recording start", startFailures_);
+    }
     if (simulator_)
         Enter(Sequence::Recording);
 }
 
 void TransmitterHooks::Stopping(RunSession&) {
+    stopping_ = true;
+    if (watch_) {
+        watch_->TakeFailures();
+        watch_->Watch(true);
+    }
     if (simulator_)
         Enter(Sequence::Stop);
 }
 
-void TransmitterHooks::AfterStop(RunSession&) {
+void TransmitterHooks::AfterStop(RunSession& session) {
+    if (watch_) {
+        // A session that never recorded (tarvo call) has no stop sequence to tell of.
+        if (stopping_)
+            TellFailures(session, "recording stop", stopFailures_);
+        watch_->Watch(false);
+        host::ObservePort(port_->name, nullptr);
+        watch_.reset();
+    }
     if (!simulator_)
         return;
     simulator_->Stop();
@@ -117,6 +148,12 @@ void TransmitterHooks::Report(RunSession& session) {
     }
     std::FILE* out = session.Out();
     const std::string name = host::ToUtf8(port_->name);
+    const auto printFailures = [&] {
+        for (const std::string& failure : startFailures_)
+            std::fprintf(out, "  at recording start, %s\n", failure.c_str());
+        for (const std::string& failure : stopFailures_)
+            std::fprintf(out, "  at recording stop, %s\n", failure.c_str());
+    };
     if (!simulated_) {
         if (!device_.empty()) {
             std::fprintf(
@@ -124,6 +161,7 @@ void TransmitterHooks::Report(RunSession& session) {
                 "\nTransmitter on %s device %s\n  (tarvo does not see the "
                 "transmitter's side of the line; corvane-sim --transcript FILE records it)\n",
                 name.c_str(), device_.c_str());
+            printFailures();
         } else {
             std::fprintf(
                 out, "\nTransmitter on %s none attached (%s)\n", name.c_str(),
@@ -132,6 +170,7 @@ void TransmitterHooks::Report(RunSession& session) {
         return;
     }
     std::fprintf(out, "\nTransmitter on %s simulated in process\n", name.c_str());
+    printFailures();
     PrintExchanges(out, summary_);
     std::fprintf(out, "\nDownlink log of the simulated transmitter\n");
     PrintDownlink(out, downlink_);

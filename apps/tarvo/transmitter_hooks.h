@@ -13,6 +13,7 @@
 
 #include "apps/tarvo/corvane_port.h"
 #include "apps/tarvo/exchange_summary.h"
+#include "apps/tarvo/exchange_watch.h"
 #include "apps/tarvo/run_session.h"
 #include "sim/faces/in_process_transmitter.h"
 
@@ -39,6 +40,8 @@ class TransmitterHooks : public RunHooks {
   private:
     // Entries made from now on count in `sequence`.
     void Enter(Sequence sequence);
+    // Takes the failures the watch judged in the sequence that just ended and tells each on Err().
+    void TellFailures(RunSession& session, const char* sequence, std::vector<std::string>& told);
 
     std::optional<CorvanePort> port_;
     std::string device_;  // the --serial path mapped to the port, if any
@@ -51,6 +54,11 @@ class TransmitterHooks : public RunHooks {
     Sequence sequence_ = Sequence::Start;
     ExchangeSummary summary_;
     std::vector<sim::DownlinkEntry> downlink_;
+    // The logger's side of the start and the stop sequence, with a device or the simulator.
+    std::shared_ptr<ExchangeWatch> watch_;
+    bool stopping_ = false;
+    std::vector<std::string> startFailures_;
+    std::vector<std::string> stopFailures_;
 };
 
 }  // namespace tarvo::runner

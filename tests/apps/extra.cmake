@@ -34,6 +34,8 @@ if(TARGET tarvo_app)
   gtest_discover_tests(apps_river_gauge_golden_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(run_summary_test)
   gtest_discover_tests(apps_run_summary_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  tarvo_app_test(exchange_watch_test)
+  gtest_discover_tests(apps_exchange_watch_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   # Thirty simulated days on a line with faults: one run serves all of its tests, so the program
   # is one test here rather than one per case.
   tarvo_app_test(soak_test)

@@ -211,6 +211,17 @@ TEST(Runner, ThePluginsBesideTheProgramAreFoundAndRunASetupOfOnlyAPluginSection)
 
 // ---- runs with the Corvane plug-in and the simulated transmitter, in virtual time
 
+// The lines of `text` that begin with `lead`, each with its line end.
+std::string Lines(const std::string& text, const std::string& lead) {
+    std::istringstream lines(text);
+    std::string line, found;
+    while (std::getline(lines, line)) {
+        if (line.starts_with(lead))
+            found += line + "\n";
+    }
+    return found;
+}
+
 // The words of the summary line "  LABEL: ..." and of its continuation lines, as one text.
 std::string Sequence(const std::string& out, const std::string& label) {
     const std::string lead = "  " + label + ": ";
@@ -300,20 +311,45 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
         std::string stopReport;
         std::string start;  // the start sequence as the transmitter saw it
         std::string stop;
+        // What the logger saw fail, told at the default level as it happens and in the summary.
+        std::vector<std::string> told;
         int status = 0;  // 3: the transmitter never answered
     } rows[] = {
-        {"a refused 200 ends the start sequence", "refuse,code=200", code2, "",
-         "506 771 200(refused)", kStop},
-        {"a master start refused with a reason", "master-refusal,text=Battery too low", code6, "",
-         kRiverGaugeStart + "(refused)", kStop},
+        {"a refused 200 ends the start sequence",
+         "refuse,code=200",
+         code2,
+         "",
+         "506 771 200(refused)",
+         kStop,
+         {"recording start: 200 (self-timed on, packet #3) refused: the transmitter answered 0"}},
+        {"a master start refused with a reason",
+         "master-refusal,text=Battery too low",
+         code6,
+         "",
+         kRiverGaugeStart + "(refused)",
+         kStop,
+         {"recording start: 770 (master start, packet #26) refused: the transmitter answered "
+          "\"Battery too low\""}},
         {"\"Unknown command\" in answer to the master start is no refusal",
-         "unknown-command,code=770", "", "", kRiverGaugeStart + "(unknown)", kStop},
+         "unknown-command,code=770",
+         "",
+         "",
+         kRiverGaugeStart + "(unknown)",
+         kStop,
+         {}},
         // The self-timed messenger's dead-time wait ends with recording, and it asks once more
         // before its own stop comes.
         {"a silent transmitter: three attempts at the first command, then the stop's",
-         "silence,count=all", code1, code5, "506(no answer) 506(no answer) 506(no answer)",
+         "silence,count=all",
+         code1,
+         code5,
+         "506(no answer) 506(no answer) 506(no answer)",
          "219(no answer) 219(no answer) 219(no answer) 771(no answer) 771(no answer) "
          "771(no answer)",
+         {"recording start: 506 (packet #1) failed: no answer to each of 3 attempts",
+          "recording stop: 219 (self-timed window close, packet #26) failed: no answer to each of "
+          "3 attempts",
+          "recording stop: 771 (master stop, packet #27) failed: no answer to each of 3 attempts"},
          3},
     };
     for (const auto& row : rows) {
@@ -325,6 +361,15 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
             << r.err;
         EXPECT_EQ(Sequence(r.out, "at recording start"), row.start) << r.out;
         EXPECT_EQ(Sequence(r.out, "at recording stop"), row.stop) << r.out;
+        std::string told, summarized;
+        for (const std::string& line : row.told) {
+            told += "tarvo: " + line + "\n";
+            const std::size_t colon = line.find(": ");
+            summarized += "  at " + line.substr(0, colon) + ", " + line.substr(colon + 2) + "\n";
+        }
+        EXPECT_EQ(Lines(r.err, "tarvo: recording st"), told);
+        EXPECT_EQ(Lines(r.out, "  at recording start, ") + Lines(r.out, "  at recording stop, "),
+                  summarized);
         for (const auto& [phase, text] :
              {std::pair{"start", row.startReport}, std::pair{"stop", row.stopReport}}) {
             const std::string label = std::string("  report at recording ") + phase;

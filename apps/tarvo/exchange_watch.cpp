@@ -1,0 +1,204 @@
+#include "apps/tarvo/exchange_watch.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+#include "sim/model/command_catalogue.h"
+#include "sim/wire/crc16.h"
+
+namespace tarvo::runner {
+namespace {
+
+constexpr BYTE kRequestHeader = 0xAA;
+constexpr BYTE kReplyHeader = 0x55;
+constexpr std::size_t kHeaderBytes = 6;  // header, number, type code, payload length
+
+WORD Word(const std::vector<BYTE>& bytes, std::size_t at) {
+    return static_cast<WORD>(bytes[at] << 8 | bytes[at + 1]);
+}
+
+AttemptResult Judge(const std::vector<BYTE>& reply, BYTE number) {
+    if (reply.empty())
+        return AttemptResult::NoAnswer;
+    if (reply[0] != kReplyHeader)
+        return AttemptResult::WrongHeader;
+    if (reply.size() >= 2 && reply[1] != number)
+        return AttemptResult::WrongNumber;
+    if (reply.size() < kHeaderBytes)
+        return AttemptResult::CutShort;
+    const std::size_t frame = kHeaderBytes + Word(reply, 4);
+    if (reply.size() < frame + 2)
+        return AttemptResult::CutShort;
+    const WORD sent = Word(reply, frame);
+    return sim::Crc16({reply.data(), frame}) == sent ? AttemptResult::Answered
+                                                     : AttemptResult::BadCrc;
+}
+
+// The module's reply rule for the requests it checks; "" when the answer is acceptance.
+std::optional<std::string> Refusal(WORD code, const std::vector<BYTE>& payload) {
+    if (code == 200 || code == 338) {
+        if (!payload.empty() && payload[0] == 0)
+            return std::string();
+        return std::nullopt;
+    }
+    if (code == 770 && payload.size() >= 2) {
+        std::string text(payload.begin(), payload.end());
+        if (text != "Unknown command")
+            return text;
+    }
+    return std::nullopt;
+}
+
+const char* ResultText(AttemptResult result) {
+    switch (result) {
+        case AttemptResult::Answered:
+            return "answered";
+        case AttemptResult::NoAnswer:
+            return "no answer";
+        case AttemptResult::WrongHeader:
+            return "a reply with a wrong header";
+        case AttemptResult::WrongNumber:
+            return "a reply to another packet number";
+        case AttemptResult::CutShort:
+            return "a reply cut short";
+        case AttemptResult::BadCrc:
+            return "a reply with a bad CRC";
+    }
+    return "?";
+}
+
+}  // namespace
+
+std::string DescribeFailure(const FailedRequest& failure) {
+    std::string text = std::to_string(failure.code) + " (";
+    // The simulator's names of the codes the transmitter knows; some are only numbers.
+    if (const sim::CommandInfo* info = sim::FindCommand(failure.code);
+        info != nullptr && !std::isdigit(static_cast<unsigned char>(info->name[0]))) {
+        text += info->name;
+        text += ", ";
+    }
+    text += "packet #" + std::to_string(failure.number) + ") ";
+    if (failure.refused) {
+        text += failure.refusal.empty()
+                    ? "refused: the transmitter answered 0"
+                    : "refused: the transmitter answered \"" + failure.refusal + "\"";
+        return text;
+    }
+    const std::vector<AttemptResult>& attempts = failure.attempts;
+    const bool alike = std::all_of(attempts.begin(), attempts.end(),
+                                   [&](AttemptResult r) { return r == attempts.front(); });
+    const std::string count =
+        std::to_string(attempts.size()) + (attempts.size() == 1 ? " attempt" : " attempts");
+    if (alike) {
+        text += "failed: " + std::string(ResultText(attempts.front())) + " to " +
+                (attempts.size() == 1 ? "its only attempt" : "each of " + count);
+        return text;
+    }
+    text += "failed after " + count + ":";
+    for (std::size_t i = 0; i < attempts.size(); ++i)
+        text += std::string(i == 0 ? " " : ", ") + ResultText(attempts[i]);
+    return text;
+}
+
+void ExchangeWatch::Watch(bool on) {
+    std::lock_guard lock(mutex_);
+    watching_ = on;
+    inAttempt_ = false;
+    current_.reset();
+    lastPayload_.reset();
+}
+
+std::vector<FailedRequest> ExchangeWatch::TakeFailures() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(failures_, {});
+}
+
+void ExchangeWatch::Opened() {
+    if (!watching_)
+        return;
+    std::lock_guard lock(mutex_);
+    EndRequest();
+}
+
+void ExchangeWatch::Flushed() {
+    if (!watching_)
+        return;
+    std::lock_guard lock(mutex_);
+    BeginAttempt();
+}
+
+void ExchangeWatch::Sent(std::span<const BYTE> bytes) {
+    if (!watching_)
+        return;
+    std::lock_guard lock(mutex_);
+    if (!inAttempt_ || !reply_.empty())
+        return;  // a request not seen from its start, or bytes after the reply began
+    const std::size_t keep =
+        std::min(bytes.size(), kHeaderBytes - std::min(kHeaderBytes, request_.size()));
+    request_.insert(request_.end(), bytes.begin(), bytes.begin() + keep);
+}
+
+void ExchangeWatch::Received(std::span<const BYTE> bytes) {
+    if (!watching_)
+        return;
+    std::lock_guard lock(mutex_);
+    if (inAttempt_)
+        reply_.insert(reply_.end(), bytes.begin(), bytes.end());
+}
+
+void ExchangeWatch::Closed() {
+    if (!watching_)
+        return;
+    std::lock_guard lock(mutex_);
+    EndRequest();
+}
+
+void ExchangeWatch::BeginAttempt() {
+    EndAttempt();
+    inAttempt_ = true;
+    request_.clear();
+    reply_.clear();
+}
+
+void ExchangeWatch::EndAttempt() {
+    if (!inAttempt_)
+        return;
+    inAttempt_ = false;
+    if (request_.size() < kHeaderBytes || request_[0] != kRequestHeader)
+        return;  // the request never went out whole: the port failed, and the module logged it
+    const BYTE number = request_[1];
+    const WORD code = Word(request_, 2);
+    if (current_ && (current_->number != number || current_->code != code))
+        EndRequest();
+    if (!current_)
+        current_ = FailedRequest{
+            .code = code, .number = number, .attempts = {}, .refused = false, .refusal = {}};
+    const AttemptResult result = Judge(reply_, number);
+    current_->attempts.push_back(result);
+    if (result == AttemptResult::Answered)
+        lastPayload_.emplace(reply_.begin() + kHeaderBytes,
+                             reply_.begin() + kHeaderBytes + Word(reply_, 4));
+    else
+        lastPayload_.reset();
+}
+
+void ExchangeWatch::EndRequest() {
+    EndAttempt();
+    if (!current_)
+        return;
+    FailedRequest request = std::move(*current_);
+    current_.reset();
+    if (!lastPayload_) {
+        failures_.push_back(std::move(request));
+        return;
+    }
+    if (std::optional<std::string> refusal = Refusal(request.code, *lastPayload_)) {
+        request.refused = true;
+        request.refusal = std::move(*refusal);
+        failures_.push_back(std::move(request));
+    }
+    lastPayload_.reset();
+}
+
+}  // namespace tarvo::runner
