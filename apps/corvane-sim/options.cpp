@@ -1,19 +1,10 @@
 #include "apps/corvane-sim/options.h"
 
-#include <charconv>
-#include <cmath>
-#include <string_view>
+#include <utility>
+
+#include "apps/common/command_line.h"
 
 namespace tarvo::sim {
-namespace {
-
-template <typename T>
-bool Number(std::string_view text, T& value) {
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return ec == std::errc() && end == text.data() + text.size() && !text.empty();
-}
-
-}  // namespace
 
 const char* Usage() {
     return "Usage: corvane-sim [options]\n"
@@ -55,122 +46,33 @@ const char* Usage() {
 }
 
 bool ParseProgramOptions(int argc, char** argv, ProgramOptions& options, std::string& error) {
-    for (int i = 1; i < argc; ++i) {
-        std::string_view arg = argv[i];
-        std::string_view value;
-        bool hasValue = false;
-        if (const std::size_t eq = arg.find('='); arg.starts_with("--") && eq != arg.npos) {
-            value = arg.substr(eq + 1);
-            arg = arg.substr(0, eq);
-            hasValue = true;
-        }
-        const auto take = [&](std::string_view& out) {
-            if (hasValue) {
-                out = value;
-                return true;
-            }
-            if (i + 1 >= argc) {
-                error = "option " + std::string(arg) + " needs a value";
-                return false;
-            }
-            out = argv[++i];
-            return true;
-        };
-        const auto takeMs = [&](DWORD& out) {
-            std::string_view text;
-            if (!take(text)) {
-                return false;
-            }
-            if (!Number(text, out)) {
-                error = "option " + std::string(arg) +
-                        ": not a number of milliseconds: " + std::string(text);
-                return false;
-            }
-            return true;
-        };
-        std::string_view text;
-        if (arg == "--help" || arg == "-h") {
-            options.help = true;
-        } else if (arg == "--version") {
-            options.version = true;
-        } else if (arg == "--verbose") {
-            options.verbose = true;
-        } else if (arg == "--invalid-time") {
-            options.device.clockValid = false;
-        } else if (arg == "--transcript") {
-            if (!take(text)) {
-                return false;
-            }
-            options.transcriptPath = text;
-        } else if (arg == "--link") {
-            if (!take(text)) {
-                return false;
-            }
-            options.linkPath = text;
-        } else if (arg == "--fault") {
-            if (!take(text)) {
-                return false;
-            }
-            Fault fault;
-            std::string why;
-            if (!ParseFault(text, fault, why)) {
-                error = "--fault " + std::string(text) + ": " + why;
-                return false;
-            }
-            options.faults.push_back(fault);
-        } else if (arg == "--clock-offset") {
-            double seconds = 0;
-            if (!take(text)) {
-                return false;
-            }
-            if (!Number(text, seconds)) {
-                error = "--clock-offset: not a number of seconds: " + std::string(text);
-                return false;
-            }
-            options.device.clockOffsetMs = std::llround(seconds * 1000);
-        } else if (arg == "--clock-drift") {
-            if (!take(text)) {
-                return false;
-            }
-            if (!Number(text, options.device.clockDriftPpm)) {
-                error = "--clock-drift: not a number: " + std::string(text);
-                return false;
-            }
-        } else if (arg == "--line-faults") {
-            if (!take(text)) {
-                return false;
-            }
-            if (!ParseLineFaultRate(text, options.device.lineFaults.rate)) {
-                error = "--line-faults: not a fraction from 0 to 1 or a percentage: " +
-                        std::string(text);
-                return false;
-            }
-        } else if (arg == "--seed") {
-            if (!take(text)) {
-                return false;
-            }
-            if (!ParseLineFaultSeed(text, options.device.lineFaults.seed)) {
-                error = "--seed: not a whole number: " + std::string(text);
-                return false;
-            }
-        } else if (arg == "--reset-silence") {
-            if (!takeMs(options.device.resetSilenceMs)) {
-                return false;
-            }
-        } else if (arg == "--load-margin") {
-            if (!takeMs(options.device.loadMarginMs)) {
-                return false;
-            }
-        } else if (arg == "--reply-latency") {
-            if (!takeMs(options.device.replyLatencyMs)) {
-                return false;
-            }
-        } else {
-            error = "unknown option " + std::string(argv[i]);
-            return false;
-        }
-    }
-    return true;
+    CLI::App app;
+    apps::Prepare(&app);
+    app.add_flag("--version", options.version);
+    app.add_flag("--verbose", options.verbose);
+    app.add_flag_callback("--invalid-time", [&options] { options.device.clockValid = false; });
+    app.add_option("--transcript", options.transcriptPath);
+    app.add_option("--link", options.linkPath);
+    apps::AddFaults(app, "--fault", options.faults);
+    TransmitterOptions& device = options.device;
+    apps::AddParsed(app, "--clock-offset", apps::ParseSecondsAsMs, device.clockOffsetMs,
+                    "a number of seconds such as 2 or -0.5");
+    apps::AddParsed(app, "--clock-drift", apps::ParseNumber<double>, device.clockDriftPpm,
+                    "a number of parts per million such as 20 or -3.5");
+    apps::AddParsed(app, "--line-faults", ParseLineFaultRate, device.lineFaults.rate,
+                    "a fraction from 0 to 1 such as 0.05, or a percentage such as 5%");
+    apps::AddParsed(app, "--seed", ParseLineFaultSeed, device.lineFaults.seed,
+                    "a whole number such as 7");
+    for (auto [name, ms] : {std::pair{"--reset-silence", &device.resetSilenceMs},
+                            std::pair{"--load-margin", &device.loadMarginMs},
+                            std::pair{"--reply-latency", &device.replyLatencyMs}})
+        apps::AddParsed(app, name, apps::ParseNumber<DWORD>, *ms, "a number of milliseconds");
+    const apps::Parsed parsed = apps::Parse(app, {argv + 1, argv + argc}, error);
+    options.help = parsed == apps::Parsed::Help;
+    const std::string extra = parsed == apps::Parsed::Done ? apps::FirstLeftOver(app) : "";
+    if (!extra.empty())
+        error = (extra[0] == '-' ? "unknown option " : "unexpected argument ") + extra;
+    return parsed != apps::Parsed::Failed && extra.empty();
 }
 
 }  // namespace tarvo::sim

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -70,22 +71,51 @@ TEST(CorvaneSimProgram, AnswersRequestsAcrossOpensAndClosesOfItsTerminalWithTheF
     EXPECT_EQ(tarvo::testing::RequestTypes(dir.Read("line.jsonl")), types);
 }
 
-TEST(CorvaneSimProgram, ExplainsItselfAndRefusesABadCommandLine) {
+// Every option the parser takes is in --help, and every option --help names is one the parser
+// takes: each is given (with a value when the help shows one) before an unknown option, which
+// ends the program instead of a simulation, and must not be the one called unknown.
+TEST(CorvaneSimProgram, HelpIsCompleteAndTrue) {
     Child help(CORVANE_SIM_PATH, {"--help"}, "/tmp");
     EXPECT_EQ(help.Finish(), 0);
     EXPECT_EQ(help.out.rfind("Usage: corvane-sim [options]", 0), 0u) << help.out;
-    for (const char* option : {"--line-faults RATE", "--seed N"}) {
+    for (const char* option :
+         {"--transcript FILE", "--verbose", "--link PATH", "--fault FAULT", "--clock-offset S",
+          "--clock-drift PPM", "--invalid-time", "--line-faults RATE", "--seed N",
+          "--reset-silence MS", "--load-margin MS", "--reply-latency MS", "--help", "--version"}) {
         EXPECT_NE(help.out.find(option), std::string::npos) << option;
     }
+    const std::regex named(R"(\n  (--[a-z-]+)( [A-Z])?)");
+    int options = 0;
+    for (std::sregex_iterator it(help.out.begin(), help.out.end(), named), end; it != end; ++it) {
+        const std::string option = (*it)[1];
+        std::vector<std::string> args{option};
+        if ((*it)[2].matched)
+            args.push_back("1");
+        args.push_back("--frobnicate");
+        Child run(CORVANE_SIM_PATH, args, "/tmp");
+        EXPECT_LE(run.Finish(), 2) << option;
+        EXPECT_EQ(run.err.find("unknown option " + option + "\n"), std::string::npos) << run.err;
+        ++options;
+    }
+    EXPECT_EQ(options, 14);
+}
+
+TEST(CorvaneSimProgram, RefusesABadCommandLine) {
     const struct {
         std::vector<std::string> args;
         const char* message;
     } rows[] = {
         {{"--frobnicate"}, "unknown option --frobnicate"},
+        {{"stray"}, "unexpected argument stray"},
         {{"--fault", "silence,count=0"}, "bad count '0'"},
-        {{"--reset-silence"}, "needs a value"},
-        {{"--line-faults", "7"}, "--line-faults: not a fraction from 0 to 1 or a percentage: 7"},
-        {{"--seed", "x"}, "--seed: not a whole number: x"},
+        {{"--reset-silence"}, "--reset-silence needs a value"},
+        {{"--reset-silence", "-5"},
+         "--reset-silence: expected a number of milliseconds, not \"-5\""},
+        {{"--line-faults", "7"},
+         "--line-faults: expected a fraction from 0 to 1 such as 0.05, or a percentage such as 5%, "
+         "not \"7\""},
+        {{"--seed=x"}, "--seed: expected a whole number such as 7, not \"x\""},
+        {{"--transcript", "--help", "--frobnicate"}, "unknown option --frobnicate"},
     };
     for (const auto& row : rows) {
         Child bad(CORVANE_SIM_PATH, row.args, "/tmp");
