@@ -1,284 +1,129 @@
 #include "apps/tarvo/options.h"
 
+#include <algorithm>
 #include <cctype>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 
+#include "apps/common/command_line.h"
 #include "host/log/report_sinks.h"
 
 namespace tarvo::runner {
 namespace {
 
-constexpr const char* kDurationForms = "such as 90s, 15m, 24h, 30d or 1h30m";
-
-bool TakeValue(const std::vector<std::string>& args, std::size_t& i, const std::string& option,
-               std::string& value, std::string& error) {
-    if (i + 1 >= args.size()) {
-        error = option + " needs a value";
-        return false;
-    }
-    value = args[++i];
-    return true;
+bool ParseSerial(std::string_view text, std::pair<std::string, std::string>& mapping) {
+    const auto eq = text.find('=');
+    mapping = {std::string(text.substr(0, eq)), std::string(text.substr(eq + 1))};
+    return eq != text.npos && eq != 0 && eq + 1 != text.size();
 }
 
-bool ParsePlugins(const std::vector<std::string>& args, std::size_t& i,
-                  std::vector<std::string>& plugins, std::string& error) {
-    std::string value;
-    if (!TakeValue(args, i, "--plugin", value, error))
-        return false;
-    plugins.push_back(value);
-    return true;
+// The options of a session that reaches the transmitter, shared by run and call.
+void AddSessionOptions(CLI::App& app, RunOptions& run) {
+    apps::AddParsed(app, "--serial", ParseSerial, run.serial,
+                    "NAME=PATH such as COM2:=/dev/ttyUSB0");
+    apps::AddParsed(app, "--level", host::ParseLevel, run.level, "debug, status, warning or error");
+    app.add_option("--plugin", run.plugins)->allow_extra_args(false);  // one path each
+    app.add_option("--log", run.logFile);
+    app.add_flag_callback("--no-sim", [&run] { run.simulator = false; });
 }
 
-// The options of a session that reaches the transmitter, shared by run and call: Taken when
-// args[i] was one of them (i moves past its value), Failed with `error`, or NotShared.
-enum class SharedOption { Taken, Failed, NotShared };
-
-SharedOption ParseSessionOption(const std::vector<std::string>& args, std::size_t& i,
-                                RunOptions& run, std::string& error) {
-    const std::string& a = args[i];
-    std::string value;
-    auto taken = [](bool ok) { return ok ? SharedOption::Taken : SharedOption::Failed; };
-    if (a == "--serial") {
-        if (!TakeValue(args, i, a, value, error))
-            return SharedOption::Failed;
-        auto eq = value.find('=');
-        if (eq == std::string::npos || eq == 0 || eq + 1 == value.size()) {
-            error =
-                "--serial: expected NAME=PATH such as COM2:=/dev/ttyUSB0, not \"" + value + "\"";
-            return SharedOption::Failed;
-        }
-        run.serial.emplace_back(value.substr(0, eq), value.substr(eq + 1));
-        return SharedOption::Taken;
-    }
-    if (a == "--level") {
-        if (!TakeValue(args, i, a, value, error))
-            return SharedOption::Failed;
-        TReportLevel level;
-        if (!host::ParseLevel(value, level)) {
-            error = "--level: expected debug, status, warning or error, not \"" + value + "\"";
-            return SharedOption::Failed;
-        }
-        run.level = level;
-        return SharedOption::Taken;
-    }
-    if (a == "--plugin")
-        return taken(ParsePlugins(args, i, run.plugins, error));
-    if (a == "--log")
-        return taken(TakeValue(args, i, a, run.logFile, error));
-    if (a == "--no-sim") {
-        run.simulator = false;
-        return SharedOption::Taken;
-    }
-    return SharedOption::NotShared;
+// Returns the simulator's own options, which need the in-process simulator.
+std::vector<const CLI::Option*> AddRunOptions(CLI::App& app, RunOptions& run) {
+    AddSessionOptions(app, run);
+    app.add_option("SETUP", run.setupPath);
+    apps::AddValues(app, "--for", [&run](const std::string& value) {
+        std::int64_t ms = 0;
+        if (!ParseDuration(value, ms))
+            throw CLI::ValidationError(
+                "--for: \"" + value +
+                "\" is no duration; expected a number with a unit, such as 90s, 15m, 24h, "
+                "30d or 1h30m");
+        if (ms > kMaxRunMs)
+            throw CLI::ValidationError("--for: " + value +
+                                       " is longer than a run may last: 3650 days (ten years)");
+        run.durationMs = ms;
+    });
+    app.add_flag("--realtime", run.realtime);
+    apps::AddParsed(app, "--start", ParseStartTime, run.start, "\"YYYY-MM-DD HH:MM:SS\"");
+    app.add_flag("--set-machine-clock", run.setMachineClock);
+    app.add_option("--flash-disk", run.flashDisk);
+    app.add_option("--storage-card", run.storageCard);
+    return {app.add_option("--transcript", run.transcriptPath),
+            apps::AddFaults(app, "--sim-fault", run.simFaults),
+            apps::AddParsed(app, "--sim-clock-offset", apps::ParseSecondsAsMs, run.simClockOffsetMs,
+                            "a number of seconds such as 2 or -0.5"),
+            apps::AddParsed(app, "--sim-line-faults", sim::ParseLineFaultRate, run.simLineFaultRate,
+                            "a fraction from 0 to 1 such as 0.05, or a percentage such as 5%"),
+            apps::AddParsed(app, "--seed", sim::ParseLineFaultSeed, run.seed,
+                            "a whole number such as 7")};
 }
 
-bool ParseRun(const std::vector<std::string>& args, std::size_t i, RunOptions& run,
-              std::string& error) {
-    for (; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        std::string value;
-        if (const SharedOption shared = ParseSessionOption(args, i, run, error);
-            shared != SharedOption::NotShared) {
-            if (shared == SharedOption::Failed)
-                return false;
-        } else if (a == "--for") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            std::int64_t ms = 0;
-            if (!ParseDuration(value, ms)) {
-                error = "--for: \"" + value + "\" is no duration; expected a number with a unit, " +
-                        kDurationForms;
-                return false;
-            }
-            if (ms > kMaxRunMs) {
-                error = "--for: " + value + " is longer than a run may last: 3650 days (ten years)";
-                return false;
-            }
-            run.durationMs = ms;
-        } else if (a == "--realtime") {
-            run.realtime = true;
-        } else if (a == "--start") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            TTime t;
-            if (!ParseStartTime(value, t)) {
-                error = "--start: expected \"YYYY-MM-DD HH:MM:SS\", not \"" + value + "\"";
-                return false;
-            }
-            run.start = t;
-        } else if (a == "--set-machine-clock") {
-            run.setMachineClock = true;
-        } else if (a == "--flash-disk") {
-            if (!TakeValue(args, i, a, run.flashDisk, error))
-                return false;
-        } else if (a == "--storage-card") {
-            if (!TakeValue(args, i, a, run.storageCard, error))
-                return false;
-        } else if (a == "--transcript") {
-            if (!TakeValue(args, i, a, run.transcriptPath, error))
-                return false;
-        } else if (a == "--sim-fault") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            sim::Fault fault;
-            std::string why;
-            if (!sim::ParseFault(value, fault, why)) {
-                error = "--sim-fault " + value + ": " + why;
-                return false;
-            }
-            run.simFaults.push_back(fault);
-        } else if (a == "--sim-clock-offset") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            double seconds = 0;
-            const auto [end, ec] =
-                std::from_chars(value.data(), value.data() + value.size(), seconds);
-            if (value.empty() || ec != std::errc() || end != value.data() + value.size() ||
-                std::fabs(seconds) > 3650.0 * 86400) {
-                error =
-                    "--sim-clock-offset: expected a number of seconds such as 2 or -0.5, "
-                    "not \"" +
-                    value + "\"";
-                return false;
-            }
-            run.simClockOffsetMs = std::llround(seconds * 1000);
-        } else if (a == "--sim-line-faults") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            double rate = 0;
-            if (!sim::ParseLineFaultRate(value, rate)) {
-                error =
-                    "--sim-line-faults: expected a fraction from 0 to 1 such as 0.05, or a "
-                    "percentage such as 5%, not \"" +
-                    value + "\"";
-                return false;
-            }
-            run.simLineFaultRate = rate;
-        } else if (a == "--seed") {
-            if (!TakeValue(args, i, a, value, error))
-                return false;
-            std::uint64_t seed = 0;
-            if (!sim::ParseLineFaultSeed(value, seed)) {
-                error = "--seed: expected a whole number such as 7, not \"" + value + "\"";
-                return false;
-            }
-            run.seed = seed;
-        } else if (!a.empty() && a[0] == '-') {
-            error = "run: unknown option \"" + a + "\"";
-            return false;
-        } else if (run.setupPath.empty()) {
-            run.setupPath = a;
-        } else {
-            error = "run: one setup file only (got \"" + run.setupPath + "\" and \"" + a + "\")";
-            return false;
-        }
-    }
-    if (run.setupPath.empty()) {
-        error = "run: expected a setup file: tarvo run SETUP [options]";
-        return false;
-    }
-    if (run.start && !run.Virtual()) {
-        error = "--start: only a run in virtual time can start at a chosen time";
-        return false;
-    }
-    if (run.setMachineClock && run.Virtual()) {
-        error =
-            "--set-machine-clock: only a run in real time (--serial or --realtime) can set "
-            "the machine's clock";
-        return false;
-    }
+// The rules that tie a run's options together, once all are in; `left` is what no option took.
+bool CheckRun(const RunOptions& run, const std::vector<const CLI::Option*>& simOptions,
+              const std::string& left, std::string& error) {
     // The simulator's own options mean nothing when the transmitter is elsewhere.
-    const char* simOption = !run.transcriptPath.empty() ? "--transcript"
-                            : !run.simFaults.empty()    ? "--sim-fault"
-                            : run.simClockOffsetMs      ? "--sim-clock-offset"
-                            : run.simLineFaultRate      ? "--sim-line-faults"
-                            : run.seed                  ? "--seed"
-                                                        : nullptr;
-    if (simOption != nullptr && !run.SimulatorWanted()) {
-        error = std::string(simOption) + ": only with the in-process simulator (not with " +
+    const auto sim = std::ranges::find_if(simOptions, [](auto* o) { return o->count() > 0; });
+    if (!left.empty())
+        error = "run: one setup file only (got \"" + run.setupPath + "\" and \"" + left + "\")";
+    else if (run.setupPath.empty())
+        error = "run: expected a setup file: tarvo run SETUP [options]";
+    else if (run.start && !run.Virtual())
+        error = "--start: only a run in virtual time can start at a chosen time";
+    else if (run.setMachineClock && run.Virtual())
+        error =
+            "--set-machine-clock: only a run in real time (--serial or --realtime) can set the "
+            "machine's clock";
+    else if (sim != simOptions.end() && !run.SimulatorWanted())
+        error = (*sim)->get_name() + ": only with the in-process simulator (not with " +
                 (run.serial.empty() ? "--no-sim" : "--serial") + ")";
-        return false;
-    }
-    return true;
+    return error.empty();
 }
 
-bool ParseCall(const std::vector<std::string>& args, std::size_t i, CallOptions& call,
-               std::string& error) {
-    RunOptions& session = call.session;
-    std::vector<std::string> positional;
-    for (; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        if (const SharedOption shared = ParseSessionOption(args, i, session, error);
-            shared != SharedOption::NotShared) {
-            if (shared == SharedOption::Failed)
-                return false;
-        } else if (a == "--save") {
-            call.save = true;
-        } else if (a == "--module") {
-            if (!TakeValue(args, i, a, call.module, error))
-                return false;
-        } else if (a.starts_with("--")) {
-            // A single dash stays an argument, so that a negative number can be one.
-            error = "call: unknown option \"" + a + "\"";
-            return false;
-        } else {
-            positional.push_back(a);
-        }
-    }
-    if (positional.size() < 2) {
-        error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
-        return false;
-    }
-    session.setupPath = positional[0];
-    call.exportName = positional[1];
-    call.arguments.assign(positional.begin() + 2, positional.end());
-    return true;
+void AddCallOptions(CLI::App& app, CallOptions& call) {
+    AddSessionOptions(app, call.session);
+    app.add_option("SETUP", call.session.setupPath);
+    app.add_option("EXPORT", call.exportName);
+    app.add_option("ARG", call.arguments);  // a negative number is one, not an option
+    app.add_flag("--save", call.save);
+    app.add_option("--module", call.module);
 }
 
 }  // namespace
 
 bool ParseCommand(const std::vector<std::string>& args, Command& command, std::string& error) {
+    using Kind = Command::Kind;
     command = Command{};
-    if (args.empty()) {
+    CLI::App app;
+    apps::Prepare(&app)->require_subcommand(0, 1);  // so that a later "run" is an argument
+    const CLI::Option* version = app.add_flag("--version");
+    app.add_subcommand("help")->preparse_callback([](std::size_t) { throw CLI::CallForHelp(); });
+    CLI::App* run = apps::Prepare(app.add_subcommand("run"));
+    CLI::App* call = apps::Prepare(app.add_subcommand("call"));
+    CLI::App* blocks = apps::Prepare(app.add_subcommand("blocks"));
+    const auto simOptions = AddRunOptions(*run, command.run);
+    AddCallOptions(*call, command.call);
+    blocks->add_option("--plugin", command.blocks.plugins)->allow_extra_args(false);
+    if (const apps::Parsed parsed = apps::Parse(app, args, error); parsed != apps::Parsed::Done)
+        return parsed == apps::Parsed::Help;  // with the kind Help
+    const std::string extra = apps::FirstLeftOver(app);
+    const CLI::App* sub = app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();
+    const std::string left = sub == nullptr ? "" : apps::FirstLeftOver(*sub);
+    command.kind = *version      ? Kind::Version
+                   : sub == run  ? Kind::Run
+                   : sub == call ? Kind::Call
+                                 : Kind::Blocks;
+    if (args.empty())
         error = "expected a command: run, call or blocks (see tarvo --help)";
-        return false;
-    }
-    for (const auto& a : args) {
-        if (a == "--help" || a == "-h" || a == "help") {
-            command.kind = Command::Kind::Help;
-            return true;
-        }
-    }
-    const std::string& verb = args[0];
-    if (verb == "--version") {
-        command.kind = Command::Kind::Version;
-        return true;
-    }
-    if (verb == "run") {
-        command.kind = Command::Kind::Run;
-        return ParseRun(args, 1, command.run, error);
-    }
-    if (verb == "call") {
-        command.kind = Command::Kind::Call;
-        return ParseCall(args, 1, command.call, error);
-    }
-    if (verb == "blocks") {
-        command.kind = Command::Kind::Blocks;
-        for (std::size_t i = 1; i < args.size(); ++i) {
-            if (args[i] == "--plugin") {
-                if (!ParsePlugins(args, i, command.blocks.plugins, error))
-                    return false;
-            } else {
-                error = "blocks: unexpected \"" + args[i] + "\"";
-                return false;
-            }
-        }
-        return true;
-    }
-    error = "unknown command \"" + verb + "\"; expected run, call or blocks (see tarvo --help)";
-    return false;
+    else if (!extra.empty() || (sub == nullptr && !*version))
+        error = "unknown command \"" + (extra.empty() ? args[0] : extra) +
+                "\"; expected run, call or blocks (see tarvo --help)";
+    else if (!left.empty() && (left[0] == '-' || sub != run))
+        error = sub->get_name() + (left[0] == '-' ? ": unknown option \"" : ": unexpected \"") +
+                left + "\"";
+    else if (sub == call && command.call.exportName.empty())
+        error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
+    else if (sub == run)
+        CheckRun(command.run, simOptions, left, error);
+    return error.empty();
 }
 
 bool ParseDuration(const std::string& text, std::int64_t& ms) {
