@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -17,6 +19,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+using tarvo::runner::Command;
+using tarvo::runner::ParseCommand;
 using tarvo::runner::ParseDuration;
 using tarvo::testing::Child;
 using tarvo::testing::TempDir;
@@ -52,6 +56,55 @@ TEST(RunnerOptions, DurationsTakeAUnitAndAddUp) {
     }
 }
 
+// The command line as CLI11 reads it: what each row's arguments give, in process.
+TEST(RunnerOptions, TheCommandLineGivesWhatItSays) {
+    using Kind = Command::Kind;
+    const struct {
+        const char* legend;
+        std::vector<std::string> args;
+        std::function<bool(const Command&)> gives;
+    } rows[] = {
+        {"an option's value is never taken for help",
+         {"run", "s.xml", "--log", "--help"},
+         [](const Command& c) { return c.kind == Kind::Run && c.run.logFile == "--help"; }},
+        {"help as an option, after other arguments",
+         {"run", "s.xml", "--for", "90x", "-h"},
+         [](const Command& c) { return c.kind == Kind::Help; }},
+        {"negative numbers and a lone dash are export arguments",
+         {"call", "s.xml", "SetSomething", "-5", "-0.5", "-", "--save"},
+         [](const Command& c) {
+             return c.call.arguments == std::vector<std::string>{"-5", "-0.5", "-"} && c.call.save;
+         }},
+        {"a command word after the export is an argument",
+         {"call", "s.xml", "SetText", "run", "blocks"},
+         [](const Command& c) {
+             return c.call.arguments == std::vector<std::string>{"run", "blocks"};
+         }},
+        {"repeated options collect, in order",
+         {"run", "s.xml", "--serial", "COM2:=/dev/a", "--plugin", "p1", "--serial=COM3:=/dev/b",
+          "--plugin", "p2"},
+         [](const Command& c) {
+             return c.run.serial.size() == 2 && c.run.serial[1].second == "/dev/b" &&
+                    c.run.plugins == std::vector<std::string>{"p1", "p2"};
+         }},
+        {"faults repeat too",
+         {"run", "s.xml", "--sim-fault", "silence", "--sim-fault", "refuse,count=2"},
+         [](const Command& c) { return c.run.simFaults.size() == 2; }},
+        {"a single-valued option given twice keeps the later value",
+         {"run", "s.xml", "--for", "1h", "--for", "2h", "--log", "a", "--log", "b"},
+         [](const Command& c) { return c.run.durationMs == 7'200'000 && c.run.logFile == "b"; }},
+        {"an offset may be negative",
+         {"run", "s.xml", "--sim-clock-offset", "-0.5"},
+         [](const Command& c) { return c.run.simClockOffsetMs == -500; }},
+    };
+    for (const auto& row : rows) {
+        Command command;
+        std::string error;
+        EXPECT_TRUE(ParseCommand(row.args, command, error) && row.gives(command))
+            << row.legend << ": " << error;
+    }
+}
+
 TEST(Runner, HelpIsCompleteAndTrue) {
     auto r = Tarvo({"--help"});
     EXPECT_EQ(r.status, 0);
@@ -65,6 +118,27 @@ TEST(Runner, HelpIsCompleteAndTrue) {
         EXPECT_THAT(r.out, HasSubstr(item));
     }
     EXPECT_EQ(Tarvo({"run", "--help"}).out, r.out);
+    // Every option the help names is one the command line takes, with a value when the help
+    // shows one, in run or in call or on its own.
+    const std::regex named(R"((--[a-z-]+)( [A-Z])?(?=[\s\],]))");
+    int options = 0;
+    for (std::sregex_iterator it(r.out.begin(), r.out.end(), named), end; it != end; ++it) {
+        const std::string option = (*it)[1];
+        const std::string value = (*it)[2].matched ? "X" : "";
+        bool known = false;
+        for (std::vector<std::string> args : {std::vector<std::string>{option},
+                                              {"run", "s.xml", option, value},
+                                              {"call", "s.xml", "E", option, value}}) {
+            Command command;
+            std::string error;
+            known = known || ParseCommand(args, command, error) ||
+                    (error.find("unknown option \"" + option) == std::string::npos &&
+                     !error.starts_with("unknown command"));
+        }
+        EXPECT_TRUE(known) << option;
+        ++options;
+    }
+    EXPECT_GE(options, 25);
 }
 
 TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
