@@ -329,6 +329,11 @@ Output:
   downlink log: each transmission or missed window with its time, kind, channel and bytes
   (as text when printable, else hex). With --serial the transmitter is a device and only the
   mapping is shown (corvane-sim --transcript FILE records that side).
+  Read off the port, whatever is on the other end: each request of the start or stop sequence
+  that failed (no answer, a reply with a wrong header or packet number, cut short or with a bad
+  CRC, attempt by attempt) or that the transmitter refused is told on standard error as the
+  sequence ends ("tarvo: recording start: 42 (secondary satellite id, packet #17) failed: no
+  answer to each of 3 attempts") and again in the summary.
 
 Time:
   A run is in virtual time unless a --serial mapping is given or --realtime: the clock then
