@@ -66,6 +66,8 @@ class CountingTransport : public Transport {
             counters_.bytesSent += count;
             if (observer_)
                 observer_->Sent({data, count});
+        } else if (observer_) {
+            observer_->SendFailed();
         }
         return sent;
     }
@@ -84,7 +86,12 @@ class CountingTransport : public Transport {
         return inner_->FlushInput();
     }
     std::size_t BytesWaiting() override { return inner_->BytesWaiting(); }
-    bool Drain() override { return inner_->Drain(); }
+    bool Drain() override {
+        const bool drained = inner_->Drain();
+        if (!drained && observer_)
+            observer_->SendFailed();
+        return drained;
+    }
 
   private:
     std::unique_ptr<Transport> inner_;
@@ -118,6 +125,7 @@ void ClearPortMap() {
     PortMap& ports = Ports();
     std::lock_guard lock(ports.mutex);
     ports.targets.clear();
+    ports.observers.clear();
 }
 
 std::unique_ptr<Transport> OpenTransport(const std::wstring& name, std::string& error) {

@@ -106,9 +106,12 @@ class PortObserver {
     virtual void Received(std::span<const BYTE> bytes) = 0;
     // The input waiting was thrown away unread (the module does this before every request).
     virtual void Flushed() = 0;
+    // A write or a drain failed: what followed never went out.
+    virtual void SendFailed() = 0;
     virtual void Closed() = 0;
 };
-// Null stops observing. A port keeps the observer it was opened with until it closes.
+// Null stops observing. A port keeps the observer it was opened with until it closes;
+// ClearPortMap forgets the observers with the mappings.
 void ObservePort(const std::wstring& name, std::shared_ptr<PortObserver> observer);
 
 }  // namespace tarvo::host

@@ -6,9 +6,11 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <numeric>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -134,6 +136,56 @@ TEST_F(VirtualSerialTest, APassivePeerAnswersAtTheInstantAndFlushedBytesCountAsR
     EXPECT_EQ(traffic.bytesSent, 2u);
     EXPECT_EQ(traffic.bytesReceived, 2u) << "thrown away, but they came back";
     EXPECT_EQ(NowMicros(), 0);
+}
+
+// Writes down what it is shown, as "open", "sent 41", "received 41 42", "flushed", "closed".
+class RecordingObserver : public tarvo::host::PortObserver {
+  public:
+    void Opened() override { seen.push_back("open"); }
+    void Sent(std::span<const BYTE> bytes) override { seen.push_back("sent" + Hex(bytes)); }
+    void Received(std::span<const BYTE> bytes) override { seen.push_back("received" + Hex(bytes)); }
+    void Flushed() override { seen.push_back("flushed"); }
+    void SendFailed() override { seen.push_back("send failed"); }
+    void Closed() override { seen.push_back("closed"); }
+    std::vector<std::string> seen;
+
+  private:
+    static std::string Hex(std::span<const BYTE> bytes) {
+        std::string text;
+        for (BYTE b : bytes) {
+            char hex[4];
+            std::snprintf(hex, sizeof hex, " %02X", b);
+            text += hex;
+        }
+        return text;
+    }
+};
+
+// The port side's calls are shown in the order they were made, a port keeps the observer it
+// opened with, and one opened after the observer was removed shows nothing.
+TEST_F(VirtualSerialTest, AnObserverSeesThePortSideInOrderUntilItIsRemoved) {
+    auto observer = std::make_shared<RecordingObserver>();
+    tarvo::host::ObservePort(L"COM3:", observer);
+    {
+        CSerialComm port;
+        auto line = OpenLine(port, false);
+        EchoPeer echo(*line);
+        line->AttachPassive(&echo);
+        ASSERT_TRUE(port.PutByte(0x41));
+        BYTE got = 0;
+        ASSERT_TRUE(port.GetByte(got));
+        ASSERT_TRUE(port.PutByte(0x42));
+        ASSERT_TRUE(port.FlushInput());
+        tarvo::host::ObservePort(L"COM3:", nullptr);
+        ASSERT_TRUE(port.PutByte(0x43)) << "still observed: it opened with the observer";
+        line->AttachPassive(nullptr);
+        ASSERT_TRUE(port.Close());
+        EXPECT_FALSE(port.PutByte(0x44)) << "closed: nothing is sent, nothing shown";
+        ASSERT_TRUE(port.Open());
+        ASSERT_TRUE(port.PutByte(0x45));
+    }
+    EXPECT_EQ(observer->seen, (std::vector<std::string>{"open", "sent 41", "received 41", "sent 42",
+                                                        "flushed", "sent 43", "closed"}));
 }
 
 TEST_F(VirtualSerialTest, AnExchangeCostsTheLineTimeOfEveryByteAtTheConfiguredBaud) {
