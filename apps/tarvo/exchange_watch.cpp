@@ -4,6 +4,7 @@
 #include <cctype>
 #include <utility>
 
+#include "apps/tarvo/exchange_summary.h"
 #include "sim/model/command_catalogue.h"
 #include "sim/wire/crc16.h"
 
@@ -13,6 +14,7 @@ namespace {
 constexpr BYTE kRequestHeader = 0xAA;
 constexpr BYTE kReplyHeader = 0x55;
 constexpr std::size_t kHeaderBytes = 6;  // header, number, type code, payload length
+constexpr std::size_t kKeptRequestBytes = kHeaderBytes + 1;  // and the payload's first byte
 
 WORD Word(const std::vector<BYTE>& bytes, std::size_t at) {
     return static_cast<WORD>(bytes[at] << 8 | bytes[at + 1]);
@@ -64,6 +66,8 @@ const char* ResultText(AttemptResult result) {
             return "a reply cut short";
         case AttemptResult::BadCrc:
             return "a reply with a bad CRC";
+        case AttemptResult::NotSent:
+            return "a write failure";
     }
     return "?";
 }
@@ -71,18 +75,23 @@ const char* ResultText(AttemptResult result) {
 }  // namespace
 
 std::string DescribeFailure(const FailedRequest& failure) {
-    std::string text = std::to_string(failure.code) + " (";
+    std::string text = std::to_string(failure.code);
     // The simulator's names of the codes the transmitter knows; some are only numbers.
-    if (const sim::CommandInfo* info = sim::FindCommand(failure.code);
-        info != nullptr && !std::isdigit(static_cast<unsigned char>(info->name[0]))) {
+    const sim::CommandInfo* info = sim::FindCommand(failure.code);
+    if (info != nullptr && info->arg == sim::Arg::Bool && failure.firstByte)
+        text += *failure.firstByte != 0 ? " true" : " false";
+    text += " (";
+    if (info != nullptr && !std::isdigit(static_cast<unsigned char>(info->name[0]))) {
         text += info->name;
         text += ", ";
     }
     text += "packet #" + std::to_string(failure.number) + ") ";
     if (failure.refused) {
+        // A device's text is shown escaped: it reaches a terminal.
         text += failure.refusal.empty()
                     ? "refused: the transmitter answered 0"
-                    : "refused: the transmitter answered \"" + failure.refusal + "\"";
+                    : "refused: the transmitter answered " +
+                          BytesText({failure.refusal.begin(), failure.refusal.end()});
         return text;
     }
     const std::vector<AttemptResult>& attempts = failure.attempts;
@@ -91,7 +100,7 @@ std::string DescribeFailure(const FailedRequest& failure) {
     const std::string count =
         std::to_string(attempts.size()) + (attempts.size() == 1 ? " attempt" : " attempts");
     if (alike) {
-        text += "failed: " + std::string(ResultText(attempts.front())) + " to " +
+        text += "failed: " + std::string(ResultText(attempts.front())) + " in " +
                 (attempts.size() == 1 ? "its only attempt" : "each of " + count);
         return text;
     }
@@ -103,7 +112,7 @@ std::string DescribeFailure(const FailedRequest& failure) {
 
 void ExchangeWatch::Watch(bool on) {
     std::lock_guard lock(mutex_);
-    watching_ = on;
+    watched_.store(on ? std::this_thread::get_id() : std::thread::id(), std::memory_order_release);
     inAttempt_ = false;
     current_.reset();
     lastPayload_.reset();
@@ -115,40 +124,47 @@ std::vector<FailedRequest> ExchangeWatch::TakeFailures() {
 }
 
 void ExchangeWatch::Opened() {
-    if (!watching_)
+    if (!Watched())
         return;
     std::lock_guard lock(mutex_);
     EndRequest();
 }
 
 void ExchangeWatch::Flushed() {
-    if (!watching_)
+    if (!Watched())
         return;
     std::lock_guard lock(mutex_);
     BeginAttempt();
 }
 
 void ExchangeWatch::Sent(std::span<const BYTE> bytes) {
-    if (!watching_)
+    if (!Watched())
         return;
     std::lock_guard lock(mutex_);
     if (!inAttempt_ || !reply_.empty())
         return;  // a request not seen from its start, or bytes after the reply began
     const std::size_t keep =
-        std::min(bytes.size(), kHeaderBytes - std::min(kHeaderBytes, request_.size()));
+        std::min(bytes.size(), kKeptRequestBytes - std::min(kKeptRequestBytes, request_.size()));
     request_.insert(request_.end(), bytes.begin(), bytes.begin() + keep);
 }
 
 void ExchangeWatch::Received(std::span<const BYTE> bytes) {
-    if (!watching_)
+    if (!Watched())
         return;
     std::lock_guard lock(mutex_);
     if (inAttempt_)
         reply_.insert(reply_.end(), bytes.begin(), bytes.end());
 }
 
+void ExchangeWatch::SendFailed() {
+    if (!Watched())
+        return;
+    std::lock_guard lock(mutex_);
+    sendFailed_ = inAttempt_;
+}
+
 void ExchangeWatch::Closed() {
-    if (!watching_)
+    if (!Watched())
         return;
     std::lock_guard lock(mutex_);
     EndRequest();
@@ -157,6 +173,7 @@ void ExchangeWatch::Closed() {
 void ExchangeWatch::BeginAttempt() {
     EndAttempt();
     inAttempt_ = true;
+    sendFailed_ = false;
     request_.clear();
     reply_.clear();
 }
@@ -165,16 +182,27 @@ void ExchangeWatch::EndAttempt() {
     if (!inAttempt_)
         return;
     inAttempt_ = false;
-    if (request_.size() < kHeaderBytes || request_[0] != kRequestHeader)
-        return;  // the request never went out whole: the port failed, and the module logged it
+    // A request whose type code never went out is told by none of its attempts: the module's own
+    // line for it is a trace.
+    if (request_.size() < 4 || request_[0] != kRequestHeader)
+        return;
     const BYTE number = request_[1];
     const WORD code = Word(request_, 2);
     if (current_ && (current_->number != number || current_->code != code))
         EndRequest();
-    if (!current_)
-        current_ = FailedRequest{
-            .code = code, .number = number, .attempts = {}, .refused = false, .refusal = {}};
-    const AttemptResult result = Judge(reply_, number);
+    if (!current_) {
+        current_ = FailedRequest{.code = code,
+                                 .number = number,
+                                 .firstByte = std::nullopt,
+                                 .attempts = {},
+                                 .refused = false,
+                                 .refusal = {}};
+        if (request_.size() > kHeaderBytes && Word(request_, 4) > 0)
+            current_->firstByte = request_[kHeaderBytes];
+    }
+    const AttemptResult result = sendFailed_ || request_.size() < kHeaderBytes
+                                     ? AttemptResult::NotSent
+                                     : Judge(reply_, number);
     current_->attempts.push_back(result);
     if (result == AttemptResult::Answered)
         lastPayload_.emplace(reply_.begin() + kHeaderBytes,

@@ -7,6 +7,9 @@
 // payload and a good CRC; a request fails when its last attempt did not. Of the requests that
 // were answered, 200 and 338 are refused by a payload whose first byte is 0, and 770 by a text
 // of two bytes or more other than "Unknown command"; the module looks at no other reply.
+//
+// Only the thread that asked to watch is watched: the sequences run on the thread that starts
+// and stops recording, while the messengers' requests around them are no part of them.
 #pragma once
 
 #include <atomic>
@@ -14,6 +17,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/serial/serial_ports.h"
@@ -29,22 +33,26 @@ enum class AttemptResult {
     WrongNumber,  // another request's packet number
     CutShort,     // fewer bytes than its header or its length field promise
     BadCrc,
+    NotSent,  // the port failed to write the request whole
 };
 
 struct FailedRequest {
     WORD code = 0;
     BYTE number = 0;
+    std::optional<BYTE> firstByte;        // of the request's payload, if it has one
     std::vector<AttemptResult> attempts;  // in order; the last is not Answered unless refused
     bool refused = false;                 // answered, and the answer was a refusal
     std::string refusal;                  // 770's reason as the transmitter gave it
 };
 
-// "42 (secondary satellite id, packet #17) failed: no answer to any of 3 attempts".
+// "42 (secondary satellite id, packet #17) failed: no answer in each of 3 attempts"; a command
+// that takes a boolean shows it: "200 false (self-timed on, packet #3) refused: ...".
 std::string DescribeFailure(const FailedRequest& failure);
 
 class ExchangeWatch : public host::PortObserver {
   public:
-    // Only requests made while watching are judged; the rest pass at the cost of a flag.
+    // Only requests that the calling thread makes from now on are judged (until Watch(false));
+    // the rest pass at the cost of a comparison.
     void Watch(bool on);
     // The failed requests judged since the last call, in the order they were made.
     std::vector<FailedRequest> TakeFailures();
@@ -53,6 +61,7 @@ class ExchangeWatch : public host::PortObserver {
     void Sent(std::span<const BYTE> bytes) override;
     void Received(std::span<const BYTE> bytes) override;
     void Flushed() override;
+    void SendFailed() override;
     void Closed() override;
 
   private:
@@ -62,10 +71,17 @@ class ExchangeWatch : public host::PortObserver {
     void EndAttempt();
     void EndRequest();
 
-    std::atomic<bool> watching_{false};
+    // Whether the calling thread is the one watched; none is while not watching.
+    bool Watched() const {
+        return watched_.load(std::memory_order_acquire) == std::this_thread::get_id();
+    }
+
+    std::atomic<std::thread::id> watched_{};
     std::mutex mutex_;
     bool inAttempt_ = false;
+    bool sendFailed_ = false;
     std::vector<BYTE> request_;  // the first bytes of the attempt's request: header to length
+                                 // and the payload's first byte
     std::vector<BYTE> reply_;    // every byte the module read back
     std::optional<FailedRequest> current_;          // the request whose attempts are being gathered
     std::optional<std::vector<BYTE>> lastPayload_;  // of the current request's answered attempt

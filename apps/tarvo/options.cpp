@@ -333,7 +333,7 @@ Output:
   that failed (no answer, a reply with a wrong header or packet number, cut short or with a bad
   CRC, attempt by attempt) or that the transmitter refused is told on standard error as the
   sequence ends ("tarvo: recording start: 42 (secondary satellite id, packet #17) failed: no
-  answer to each of 3 attempts") and again in the summary.
+  answer in each of 3 attempts") and again in the summary.
 
 Time:
   A run is in virtual time unless a --serial mapping is given or --realtime: the clock then

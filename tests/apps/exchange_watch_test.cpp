@@ -6,6 +6,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "apps/tarvo/exchange_watch.h"
@@ -22,10 +23,11 @@ Bytes Reply(BYTE number, WORD type, Bytes payload = {}) {
 }
 
 // One exchange as the module makes it: the port opened, then per attempt the input flushed, the
-// request written a byte at a time and what the module read back; then the port closed.
+// request (with the payload 0, false for a command that takes a boolean) written a byte at a
+// time and what the module read back; then the port closed.
 void Exchange(ExchangeWatch& watch, BYTE number, WORD type, const std::vector<Bytes>& reads) {
     const Bytes request =
-        tarvo::sim::EncodeFrame({tarvo::sim::kRequestHeader, number, type, {0x01}});
+        tarvo::sim::EncodeFrame({tarvo::sim::kRequestHeader, number, type, {0x00}});
     watch.Opened();
     for (const Bytes& read : reads) {
         watch.Flushed();
@@ -96,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"silence to all three attempts",
             42,
             {{}, {}, {}},
-            Text("42 (secondary satellite id, packet #17) failed: no answer to each of 3 "
+            Text("42 (secondary satellite id, packet #17) failed: no answer in each of 3 "
                  "attempts")},
         Row{"a different failure each time, told in order",
             37,
@@ -107,12 +109,13 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"another packet number, then cut short",
             338,
             {Reply(16, 338, {1}), CutShort()},
-            Text("338 (packet #17) failed after 2 attempts: a reply to another packet number, "
-                 "a reply cut short")},
+            Text(
+                "338 false (packet #17) failed after 2 attempts: a reply to another packet number, "
+                "a reply cut short")},
         Row{"a checked command answered 0 is refused",
             200,
             {Reply(17, 200, {0})},
-            Text("200 (self-timed on, packet #17) refused: the transmitter answered 0")},
+            Text("200 false (self-timed on, packet #17) refused: the transmitter answered 0")},
         Row{"a checked command answered 2 is accepted", 338, {Reply(17, 338, {2})}, std::nullopt},
         Row{"a checked command answered with nothing is accepted",
             200,
@@ -161,7 +164,30 @@ TEST(ExchangeWatch, JudgesOnlyWhileWatchingAndNeverFromTheMiddleOfARequest) {
     Exchange(watch, 3, 40, {{}, {}, {}});
     const auto told = Descriptions(watch);
     ASSERT_EQ(told.size(), 1u);
-    EXPECT_EQ(told[0], "40 (satellite id, packet #3) failed: no answer to each of 3 attempts");
+    EXPECT_EQ(told[0], "40 (satellite id, packet #3) failed: no answer in each of 3 attempts");
+}
+
+TEST(ExchangeWatch, WatchesOnlyTheThreadThatAskedAndTellsAFailedWrite) {
+    ExchangeWatch watch;
+    watch.Watch(true);
+    // A messenger's request on another thread is no part of the sequence.
+    std::thread([&] { Exchange(watch, 4, 219, {{}, {}, {}}); }).join();
+    EXPECT_TRUE(watch.TakeFailures().empty());
+
+    // The port takes the header, then fails; the next attempts fail at once.
+    const Bytes request = tarvo::sim::EncodeFrame({tarvo::sim::kRequestHeader, 5, 42, {0, 0}});
+    watch.Opened();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        watch.Flushed();
+        watch.Sent({request.data(), attempt == 0 ? 6u : 4u});
+        watch.SendFailed();
+    }
+    watch.Closed();
+    const auto told = Descriptions(watch);
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_EQ(told[0],
+              "42 (secondary satellite id, packet #5) failed: a write failure in each of 3 "
+              "attempts");
 }
 
 TEST(ExchangeWatch, TellsEachFailedRequestOfASequenceInOrder) {
@@ -172,8 +198,8 @@ TEST(ExchangeWatch, TellsEachFailedRequestOfASequenceInOrder) {
     Exchange(watch, 7, 338, {{}, {}, {}});
     const auto told = Descriptions(watch);
     ASSERT_EQ(told.size(), 2u);
-    EXPECT_EQ(told[0], "200 (self-timed on, packet #5) refused: the transmitter answered 0");
-    EXPECT_EQ(told[1], "338 (packet #7) failed: no answer to each of 3 attempts");
+    EXPECT_EQ(told[0], "200 false (self-timed on, packet #5) refused: the transmitter answered 0");
+    EXPECT_EQ(told[1], "338 false (packet #7) failed: no answer in each of 3 attempts");
     EXPECT_TRUE(watch.TakeFailures().empty()) << "taken once";
 }
 

@@ -395,7 +395,8 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
          "",
          "506 771 200(refused)",
          kStop,
-         {"recording start: 200 (self-timed on, packet #3) refused: the transmitter answered 0"}},
+         {"recording start: 200 false (self-timed on, packet #3) refused: the transmitter answered "
+          "0"}},
         {"a master start refused with a reason",
          "master-refusal,text=Battery too low",
          code6,
@@ -420,10 +421,8 @@ TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSu
          "506(no answer) 506(no answer) 506(no answer)",
          "219(no answer) 219(no answer) 219(no answer) 771(no answer) 771(no answer) "
          "771(no answer)",
-         {"recording start: 506 (packet #1) failed: no answer to each of 3 attempts",
-          "recording stop: 219 (self-timed window close, packet #26) failed: no answer to each of "
-          "3 attempts",
-          "recording stop: 771 (master stop, packet #27) failed: no answer to each of 3 attempts"},
+         {"recording start: 506 true (packet #1) failed: no answer in each of 3 attempts",
+          "recording stop: 771 (master stop, packet #27) failed: no answer in each of 3 attempts"},
          3},
     };
     for (const auto& row : rows) {
