@@ -103,6 +103,15 @@ inline Parsed Parse(CLI::App& app, const std::vector<std::string>& args, std::st
         // With every option taking the last or all of its values, only an option at the end
         // without its value mismatches.
         error = args.back() + " needs a value";
+    } catch (const CLI::ConversionError& e) {
+        // Only a flag given a value ("--realtime=maybe") fails to convert: the rest are texts or
+        // go through our own parsers.
+        const std::string what = e.what();
+        const std::string lead = "Could not convert: ";
+        const std::string flag = what.starts_with(lead)
+                                     ? what.substr(lead.size(), what.find(" = ") - lead.size())
+                                     : what;
+        error = flag + " takes no value";
     } catch (const CLI::ParseError& e) {
         error = e.what();
     }

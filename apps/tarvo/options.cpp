@@ -330,9 +330,9 @@ Output:
   (as text when printable, else hex). With --serial the transmitter is a device and only the
   mapping is shown (corvane-sim --transcript FILE records that side).
   Read off the port, whatever is on the other end: each request of the start or stop sequence
-  that failed (no answer, a reply with a wrong header or packet number, cut short or with a bad
-  CRC, attempt by attempt) or that the transmitter refused is told on standard error as the
-  sequence ends ("tarvo: recording start: 42 (secondary satellite id, packet #17) failed: no
+  that failed (no answer, a write failure, a reply with a wrong header or packet number, cut
+  short or with a bad CRC, attempt by attempt) or that the transmitter refused is told on
+  standard error as the sequence ends ("tarvo: recording start: 42 (secondary satellite id, packet #17) failed: no
   answer in each of 3 attempts") and again in the summary.
 
 Time:

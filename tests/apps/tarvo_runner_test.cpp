@@ -158,6 +158,7 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--realtime", "--start", "2024-01-01 00:00:00"}, "tarvo: --start: only"},
         {{"run", "s.xml", "--start", "2024-02-30 00:00:00"}, "tarvo: --start: expected"},
         {{"run", "s.xml", "--fast"}, "tarvo: run: unknown option \"--fast\""},
+        {{"run", "s.xml", "--realtime=maybe"}, "tarvo: --realtime takes no value"},
         {{"run", "a.xml", "b.xml"}, "tarvo: run: one setup file only"},
         {{"run", "s.xml", "--serial", "COM2:=/dev/null", "--transcript", "t"},
          "tarvo: --transcript: only with the in-process simulator (not with --serial)"},
