@@ -87,6 +87,9 @@ void TransmitterHooks::TellFailures(RunSession& session, const char* sequence,
 
 void TransmitterHooks::Started(RunSession& session) {
     if (watch_) {
+        // The ports that recording opens go unobserved: a year of polls should not pay for a
+        // watch that has nothing to judge.
+        host::ObservePort(port_->name, nullptr);
         watch_->Watch(false);
         TellFailures(session, "recording start", startFailures_);
     }
@@ -99,6 +102,7 @@ void TransmitterHooks::Stopping(RunSession&) {
     if (watch_) {
         watch_->TakeFailures();
         watch_->Watch(true);
+        host::ObservePort(port_->name, watch_);
     }
     if (simulator_)
         Enter(Sequence::Stop);
