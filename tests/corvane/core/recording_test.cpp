@@ -1,7 +1,8 @@
 // Recording start and stop against the simulated transmitter, in virtual time.
 //
 // Each start/stop scenario's line transcript (logger time, direction, packet number, type code,
-// payload) is compared exactly with tests/core/golden/<name>.jsonl. After a deliberate change to
+// payload) is compared exactly with tests/corvane/core/golden/<name>.jsonl, whose first line says
+// the scenario ({"scenario":"..."}). After a deliberate change to
 // what goes over the line, rebuild them with
 //     CORVANE_UPDATE_GOLDEN=1 build/<dir>/tests/corvane_recording_test
 // and review the diff before committing it. The requests that matter are also asserted here
@@ -103,9 +104,11 @@ std::string GoldenLine(const TranscriptEntry& e) {
     return line + ",\"payload\":\"" + tarvo::sim::ToHex(e.payload) + "\"}";
 }
 
-void CompareWithGolden(const std::string& name, const std::vector<TranscriptEntry>& transcript) {
+// `scenario` opens the file, so that a reader of the golden file alone knows what it shows.
+void CompareWithGolden(const std::string& name, const std::string& scenario,
+                       const std::vector<TranscriptEntry>& transcript) {
     const std::string path = std::string(CORVANE_GOLDEN_DIR) + "/" + name + ".jsonl";
-    std::string actual;
+    std::string actual = "{\"scenario\":\"" + scenario + "\"}\n";
     for (const TranscriptEntry& e : transcript) {
         actual += GoldenLine(e) + "\n";
     }
@@ -226,7 +229,13 @@ TEST(Recording, SelfTimedStartAndStopSendTheSettingsTheyDescribe) {
         EXPECT_THAT(start, StartsWith(kHead + "202:0097 206:00000000 204:00040000 208:"));
         EXPECT_THAT(start, EndsWith("225:00 " + row.upload + kPush + "200:01 770:"));
         EXPECT_EQ(stop, kStop);
-        CompareWithGolden(row.golden, b.sim.Transcript());
+        CompareWithGolden(row.golden,
+                          "recording start and stop with self-timed type " +
+                              std::to_string(row.type) + ", format " +
+                              std::string(row.format.begin(), row.format.end()) +
+                              (row.enableSatId2 ? ", second id 1A2B3C4D" : "") + ", antenna " +
+                              std::to_string(row.antenna) + ", random disabled",
+                          b.sim.Transcript());
     }
 }
 
@@ -260,11 +269,30 @@ TEST(Recording, RandomPushAndUploadSendTheirSettingsAndStopEndsOnlyTheThreadsSta
                              row.code + " 318:00 320:01 304:00000000 310:01 " +
                              (row.selfTimed ? "200:01 770:" : "770:"));
         EXPECT_EQ(stop, kStop);
-        CompareWithGolden(row.golden, b.sim.Transcript());
+        CompareWithGolden(row.golden,
+                          std::string("recording start and stop with random type ") +
+                              std::to_string(row.type) + ", antenna " +
+                              std::to_string(row.antenna) +
+                              (row.selfTimed ? ", self-timed enabled" : ", self-timed disabled"),
+                          b.sim.Transcript());
     }
 }
 
 constexpr auto kNone = std::nullopt;
+
+// "no fault", "refuse on 300", "silence on 35 x3", "master-refusal on 770 answering Busy".
+std::string FaultText(const std::optional<Fault>& fault) {
+    if (!fault)
+        return "no fault";
+    std::string text = tarvo::sim::FaultName(fault->kind);
+    if (fault->code)
+        text += " on " + std::to_string(*fault->code);
+    if (fault->count != 1)
+        text += " x" + std::to_string(fault->count);
+    if (fault->kind == FaultKind::MasterRefusal)
+        text += " answering " + fault->text;
+    return text;
+}
 
 // Whatever the transmitter does, recording and both messengers run from the start to the stop,
 // and each failure is reported once (code 6 with the refusal's reason).
@@ -345,7 +373,11 @@ TEST(Recording, FailuresAreReportedOnceAndRecordingGoesOn) {
         const auto transcript = b.sim.Transcript();
         EXPECT_THAT(Requests(transcript, 0, started), EndsWith(row.startEnds));
         EXPECT_EQ(Requests(transcript, started), row.stop);
-        CompareWithGolden(row.golden, transcript);
+        CompareWithGolden(row.golden,
+                          "recording start and stop with both transmissions enabled; at start " +
+                              FaultText(row.startFault) + "; at stop " + FaultText(row.stopFault) +
+                              (row.clockValid ? "" : "; the transmitter's clock not valid"),
+                          transcript);
     }
 }
 
