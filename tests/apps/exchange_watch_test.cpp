@@ -57,9 +57,9 @@ void PrintTo(const Row& row, std::ostream* os) {
     *os << row.legend;
 }
 
-class AFailedRequest : public ::testing::TestWithParam<Row> {};
+class ARequest : public ::testing::TestWithParam<Row> {};
 
-TEST_P(AFailedRequest, IsToldWithItsCodeAndWhy) {
+TEST_P(ARequest, IsJudgedAsTheModuleJudgesIt) {
     const Row& row = GetParam();
     ExchangeWatch watch;
     watch.Watch(true);
@@ -93,7 +93,7 @@ Bytes Bytes770(const char* text) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Rows, AFailedRequest,
+    Rows, ARequest,
     ::testing::Values(
         Row{"silence to all three attempts",
             42,
@@ -147,11 +147,14 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST(ExchangeWatch, JudgesOnlyWhileWatchingAndNeverFromTheMiddleOfARequest) {
+TEST(ExchangeWatch, JudgesNothingWhileNotWatching) {
     ExchangeWatch watch;
     Exchange(watch, 1, 42, {{}, {}, {}});
-    EXPECT_TRUE(watch.TakeFailures().empty()) << "not watching";
+    EXPECT_TRUE(watch.TakeFailures().empty());
+}
 
+TEST(ExchangeWatch, NeverJudgesARequestSeenFromItsMiddle) {
+    ExchangeWatch watch;
     // Watching begins while a request is half written: that attempt is not judged, the next
     // request is.
     const Bytes request = tarvo::sim::EncodeFrame({tarvo::sim::kRequestHeader, 2, 42, {}});
@@ -167,13 +170,19 @@ TEST(ExchangeWatch, JudgesOnlyWhileWatchingAndNeverFromTheMiddleOfARequest) {
     EXPECT_EQ(told[0], "40 (satellite id, packet #3) failed: no answer in each of 3 attempts");
 }
 
-TEST(ExchangeWatch, WatchesOnlyTheThreadThatAskedAndTellsAFailedWrite) {
+TEST(ExchangeWatch, JudgesOnlyTheThreadThatAskedToWatch) {
     ExchangeWatch watch;
     watch.Watch(true);
     // A messenger's request on another thread is no part of the sequence.
     std::thread([&] { Exchange(watch, 4, 219, {{}, {}, {}}); }).join();
     EXPECT_TRUE(watch.TakeFailures().empty());
+    Exchange(watch, 5, 219, {{}, {}, {}});
+    EXPECT_EQ(watch.TakeFailures().size(), 1u);
+}
 
+TEST(ExchangeWatch, TellsARequestThePortCouldNotWrite) {
+    ExchangeWatch watch;
+    watch.Watch(true);
     // The port takes the header, then fails; the next attempts fail at once.
     const Bytes request = tarvo::sim::EncodeFrame({tarvo::sim::kRequestHeader, 5, 42, {0, 0}});
     watch.Opened();
