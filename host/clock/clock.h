@@ -39,6 +39,15 @@ using Micros = std::int64_t;
 Micros NowMicros();
 bool IsVirtualClock();
 
+// The earlier of two deadlines, where a negative one is none (as WaitUntil takes them).
+constexpr Micros EarlierDeadline(Micros a, Micros b) {
+    if (a < 0)
+        return b;
+    if (b < 0)
+        return a;
+    return a < b ? a : b;
+}
+
 // Waits for the first of `objects` (argument order wins ties) until the monotonic deadline
 // `deadline` (microseconds, as NowMicros), or without limit when `deadline` is negative.
 // Returns WAIT_OBJECT_0 + index or WAIT_TIMEOUT. `objects` may be empty: a pure timed sleep.

@@ -1,23 +1,10 @@
 #include "sim/faces/in_process_transmitter.h"
 
-#include <algorithm>
 #include <span>
 
 #include "host/clock/clock.h"
 
 namespace tarvo::sim {
-
-namespace {
-
-Micros Earlier(Micros a, Micros b) {
-    if (a < 0)
-        return b;
-    if (b < 0)
-        return a;
-    return std::min(a, b);
-}
-
-}  // namespace
 
 InProcessTransmitter::InProcessTransmitter(std::wstring portName, TransmitterOptions options,
                                            bool modelLineSpeed)
@@ -76,7 +63,7 @@ Micros InProcessTransmitter::NextEvent() {
 }
 
 Micros InProcessTransmitter::NextEventLocked() const {
-    return Earlier(peer_->NextArrival(), wake_.value_or(-1));
+    return host::EarlierDeadline(peer_->NextArrival(), wake_.value_or(-1));
 }
 
 Micros InProcessTransmitter::BringUpToNow() {
@@ -86,7 +73,7 @@ Micros InProcessTransmitter::BringUpToNow() {
     }
     for (;;) {
         const Micros arrival = peer_->NextArrival();
-        const Micros next = Earlier(arrival, wake_.value_or(-1));
+        const Micros next = host::EarlierDeadline(arrival, wake_.value_or(-1));
         if (next < 0 || next > now) {
             break;
         }

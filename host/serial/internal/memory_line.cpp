@@ -17,14 +17,6 @@ std::int64_t ByteTimeNanos(DWORD baud, int bitsPerByte) {
     return (kNanosPerSecond * bitsPerByte + baud / 2) / baud;
 }
 
-Micros MinDeadline(Micros a, Micros b) {
-    if (a < 0)
-        return b;
-    if (b < 0)
-        return a;
-    return std::min(a, b);
-}
-
 }  // namespace
 
 // The port side's view of its direction for a timed read.
@@ -42,9 +34,9 @@ class MemoryLine::Source : public ByteSource {
             std::lock_guard lock(line_.mutex_);
             next = line_.NextPendingArrival(line_.toPort_);
         }
-        next = MinDeadline(next, line_.PeerNextEvent());
+        next = EarlierDeadline(next, line_.PeerNextEvent());
         const std::array<TWaitable*, 1> objects{&line_.toPort_.arrived};
-        WaitUntil(objects, MinDeadline(deadline, next));
+        WaitUntil(objects, EarlierDeadline(deadline, next));
     }
 
   private:
@@ -237,7 +229,7 @@ std::size_t MemoryLine::Read(BYTE* data, std::size_t count, DWORD timeoutMs) {
         if (deadline >= 0 && NowMicros() >= deadline)
             return 0;
         const std::array<TWaitable*, 1> objects{&toPeer_.arrived};
-        WaitUntil(objects, MinDeadline(deadline, next));
+        WaitUntil(objects, EarlierDeadline(deadline, next));
     }
 }
 
