@@ -7,13 +7,15 @@
 #include "apps/tarvo/exchange_summary.h"
 #include "sim/model/command_catalogue.h"
 #include "sim/wire/crc16.h"
+#include "sim/wire/frame.h"
 
 namespace tarvo::runner {
 namespace {
 
-constexpr BYTE kRequestHeader = 0xAA;
-constexpr BYTE kReplyHeader = 0x55;
-constexpr std::size_t kHeaderBytes = 6;  // header, number, type code, payload length
+using sim::kReplyHeader;
+using sim::kRequestHeader;
+// Header, number, type code and payload length: a frame's overhead without its CRC.
+constexpr std::size_t kHeaderBytes = sim::kFrameOverhead - 2;
 constexpr std::size_t kKeptRequestBytes = kHeaderBytes + 1;  // and the payload's first byte
 
 WORD Word(const std::vector<BYTE>& bytes, std::size_t at) {
