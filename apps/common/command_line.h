@@ -3,7 +3,6 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "sim/model/faults.h"
+#include "sim/model/parse_number.h"
 
 namespace tarvo::apps {
 
@@ -67,17 +67,10 @@ inline CLI::Option* AddFaults(CLI::App& app, const std::string& name,
     });
 }
 
-// A number and nothing more.
-template <typename T>
-bool ParseNumber(std::string_view text, T& value) {
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return !text.empty() && ec == std::errc() && end == text.data() + text.size();
-}
-
 // Seconds such as 2 or -0.5 as milliseconds; ten years either way at most.
 inline bool ParseSecondsAsMs(std::string_view text, std::int64_t& ms) {
     double seconds = 0;
-    if (!ParseNumber(text, seconds) || std::fabs(seconds) > 3650.0 * 86400)
+    if (!sim::ParseNumber(text, seconds) || std::fabs(seconds) > 3650.0 * 86400)
         return false;
     ms = std::llround(seconds * 1000);
     return true;

@@ -57,7 +57,7 @@ bool ParseProgramOptions(int argc, char** argv, ProgramOptions& options, std::st
     TransmitterOptions& device = options.device;
     apps::AddParsed(app, "--clock-offset", apps::ParseSecondsAsMs, device.clockOffsetMs,
                     "a number of seconds such as 2 or -0.5");
-    apps::AddParsed(app, "--clock-drift", apps::ParseNumber<double>, device.clockDriftPpm,
+    apps::AddParsed(app, "--clock-drift", ParseNumber<double>, device.clockDriftPpm,
                     "a number of parts per million such as 20 or -3.5");
     apps::AddParsed(app, "--line-faults", ParseLineFaultRate, device.lineFaults.rate,
                     "a fraction from 0 to 1 such as 0.05, or a percentage such as 5%");
@@ -66,7 +66,7 @@ bool ParseProgramOptions(int argc, char** argv, ProgramOptions& options, std::st
     for (auto [name, ms] : {std::pair{"--reset-silence", &device.resetSilenceMs},
                             std::pair{"--load-margin", &device.loadMarginMs},
                             std::pair{"--reply-latency", &device.replyLatencyMs}})
-        apps::AddParsed(app, name, apps::ParseNumber<DWORD>, *ms, "a number of milliseconds");
+        apps::AddParsed(app, name, ParseNumber<DWORD>, *ms, "a number of milliseconds");
     const apps::Parsed parsed = apps::Parse(app, {argv + 1, argv + argc}, error);
     options.help = parsed == apps::Parsed::Help;
     const std::string extra = parsed == apps::Parsed::Done ? apps::FirstLeftOver(app) : "";

@@ -2,17 +2,9 @@
 
 #include "host/clock/clock.h"
 #include "platform/time.h"
+#include "sim/model/calendar.h"
 
 namespace tarvo::sim {
-
-namespace {
-
-// Whole milliseconds, rounded down, as the logger's clock counts them.
-std::int64_t FloorMs(Micros micros) {
-    return micros >= 0 ? micros / 1000 : -((-micros + 999) / 1000);
-}
-
-}  // namespace
 
 Micros HostTimeSource::MonotonicMicros() const {
     return pinned_ ? *pinned_ : host::NowMicros();
@@ -23,7 +15,8 @@ std::int64_t HostTimeSource::LoggerMs() const {
     if (!pinned_) {
         return now;
     }
-    return now - (FloorMs(host::NowMicros()) - FloorMs(*pinned_));
+    // Whole milliseconds, rounded down, as the logger's clock counts them.
+    return now - (FloorDiv(host::NowMicros(), 1000) - FloorDiv(*pinned_, 1000));
 }
 
 }  // namespace tarvo::sim

@@ -1,8 +1,9 @@
 #include "sim/model/faults.h"
 
 #include <array>
-#include <charconv>
 #include <utility>
+
+#include "sim/model/parse_number.h"
 
 namespace tarvo::sim {
 namespace {
@@ -43,12 +44,6 @@ bool ActsOnFrame(FaultKind kind) {
         default:
             return false;
     }
-}
-
-template <typename T>
-bool ParseNumber(std::string_view text, T& value) {
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return ec == std::errc() && end == text.data() + text.size();
 }
 
 }  // namespace

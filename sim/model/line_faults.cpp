@@ -1,8 +1,8 @@
 #include "sim/model/line_faults.h"
 
-#include <charconv>
 #include <cstdio>
 
+#include "sim/model/parse_number.h"
 #include "sim/wire/frame.h"
 
 namespace tarvo::sim {
@@ -44,8 +44,7 @@ bool ParseLineFaultRate(std::string_view text, double& rate) {
         text.remove_suffix(1);
     }
     double value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || ec != std::errc() || end != text.data() + text.size()) {
+    if (!ParseNumber(text, value)) {
         return false;
     }
     if (percent) {
@@ -59,8 +58,7 @@ bool ParseLineFaultRate(std::string_view text, double& rate) {
 }
 
 bool ParseLineFaultSeed(std::string_view text, std::uint64_t& seed) {
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), seed);
-    return !text.empty() && ec == std::errc() && end == text.data() + text.size();
+    return ParseNumber(text, seed);
 }
 
 std::string ReplyLineFault::Note() const {

@@ -69,9 +69,7 @@ void Transmitter::Receive(std::span<const BYTE> bytes) {
         bytes = arrived;
     }
     std::vector<ReaderEvent> events;
-    if (!bytes.empty()) {
-        reader_.Feed(bytes, now, events);
-    }
+    reader_.Feed(bytes, now, events);
     for (const ReaderEvent& event : events) {
         Handle(event, now);
     }
