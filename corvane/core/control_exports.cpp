@@ -25,12 +25,6 @@ long SecondsOf(const std::wstring& text) {
     return static_cast<long>(StrToTimeSpan(text).GetTotalSeconds());
 }
 
-// The days are dropped on purpose: the texts are times of day and intervals within a day.
-std::wstring TimeTextOf(long seconds) {
-    const TTimeSpan span = TTimeSpan::FromSeconds(seconds);
-    return corvane::HmsText(span.GetHours(), span.GetMinutes(), span.GetSeconds());
-}
-
 SelfTimedSettings& StSettings(CCorvane& corvane) {
     return corvane.SelfTimed().Settings();
 }
@@ -74,7 +68,7 @@ long GetSTTxTime() {
 }
 
 void SetSTTxTime(long seconds) {
-    ChangeUnlessRunning([seconds](CCorvane& c) { StSettings(c).Time = TimeTextOf(seconds); });
+    ChangeUnlessRunning([seconds](CCorvane& c) { StSettings(c).Time = corvane::HmsText(seconds); });
 }
 
 long GetSTTxInterval() {
@@ -82,7 +76,7 @@ long GetSTTxInterval() {
 }
 
 void SetSTTxInterval(long seconds) {
-    ChangeUnlessRunning([seconds](CCorvane& c) { StSettings(c).Rate = TimeTextOf(seconds); });
+    ChangeUnlessRunning([seconds](CCorvane& c) { StSettings(c).Rate = corvane::HmsText(seconds); });
 }
 
 int GetSTChannel() {
@@ -114,7 +108,8 @@ long GetRTNormalRate() {
 }
 
 void SetRTNormalRate(long seconds) {
-    ChangeUnlessRunning([seconds](CCorvane& c) { RtSettings(c).NormRate = TimeTextOf(seconds); });
+    ChangeUnlessRunning(
+        [seconds](CCorvane& c) { RtSettings(c).NormRate = corvane::HmsText(seconds); });
 }
 
 long GetRTAlarmRate() {
@@ -122,7 +117,8 @@ long GetRTAlarmRate() {
 }
 
 void SetRTAlarmRate(long seconds) {
-    ChangeUnlessRunning([seconds](CCorvane& c) { RtSettings(c).AlarmRate = TimeTextOf(seconds); });
+    ChangeUnlessRunning(
+        [seconds](CCorvane& c) { RtSettings(c).AlarmRate = corvane::HmsText(seconds); });
 }
 
 int GetRTChannel() {

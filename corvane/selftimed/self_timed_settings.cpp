@@ -50,8 +50,7 @@ std::wstring ConvertLegacyWinLen(const std::wstring& winLen) {
     if (winLen.find(L':') != std::wstring::npos) {
         return winLen;
     }
-    const TTimeSpan span = TTimeSpan::FromSeconds(corvane::WToL(winLen));
-    return corvane::HmsText(span.GetHours(), span.GetMinutes(), span.GetSeconds());
+    return corvane::HmsText(corvane::WToL(winLen));
 }
 
 bool WriteSelfTimedSetup(CXMLSetup& setup, const SelfTimedSettings& s) {

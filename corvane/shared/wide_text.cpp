@@ -6,6 +6,8 @@
 #include <cwchar>
 #include <iterator>
 
+#include "platform/time.h"
+
 namespace corvane {
 
 long WToL(const std::wstring& text) {
@@ -46,9 +48,11 @@ std::string ToLogText(const std::wstring& text) {
     return out;
 }
 
-std::wstring HmsText(int hours, int minutes, int seconds) {
+std::wstring HmsText(long seconds) {
+    const TTimeSpan span = TTimeSpan::FromSeconds(seconds);
     wchar_t buffer[48];
-    std::swprintf(buffer, std::size(buffer), L"%02d:%02d:%02d", hours, minutes, seconds);
+    std::swprintf(buffer, std::size(buffer), L"%02d:%02d:%02d", span.GetHours(), span.GetMinutes(),
+                  span.GetSeconds());
     return buffer;
 }
 

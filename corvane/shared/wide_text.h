@@ -13,7 +13,8 @@ long WToL(const std::wstring& text);
 // A wide string as UTF-8, for the narrow printf of the log.
 std::string ToLogText(const std::wstring& text);
 
-// "%02d:%02d:%02d" of a span's hours, minutes and seconds (its days are not shown).
-std::wstring HmsText(int hours, int minutes, int seconds);
+// "%02d:%02d:%02d" of the hours, minutes and seconds of a span of `seconds`; its days are
+// dropped (90000 s is "01:00:00").
+std::wstring HmsText(long seconds);
 
 }  // namespace corvane
