@@ -82,7 +82,7 @@ class Clock {
     }
 };
 
-struct EarlierDeadline {
+struct ByDeadline {
     bool operator()(const Waiter* a, const Waiter* b) const {
         return a->deadline != b->deadline ? a->deadline < b->deadline : a->seq < b->seq;
     }
@@ -123,7 +123,7 @@ class Kernel {
   private:
     std::uint64_t nextSeq_ = 0;
     std::size_t blocked_ = 0;
-    std::set<Waiter*, EarlierDeadline> timed_;
+    std::set<Waiter*, ByDeadline> timed_;
 };
 
 // Holds the kernel mutex for a scope and wakes the threads released meanwhile once it is gone.

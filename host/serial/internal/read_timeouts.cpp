@@ -1,7 +1,5 @@
 #include "host/serial/internal/read_timeouts.h"
 
-#include <algorithm>
-
 namespace tarvo::host {
 
 namespace {
@@ -41,7 +39,7 @@ std::size_t ReceiveWithTimeouts(ByteSource& source, BYTE* data, std::size_t coun
         Micros deadline = totalDeadline;
         if (hasInterval) {
             const Micros byteDeadline = lastByte + FromMillis(timeouts.ReadIntervalTimeout);
-            deadline = deadline < 0 ? byteDeadline : std::min(deadline, byteDeadline);
+            deadline = EarlierDeadline(deadline, byteDeadline);
         }
         if (deadline >= 0 && NowMicros() >= deadline)
             break;

@@ -5,7 +5,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -39,10 +38,7 @@ bool SpeedOf(DWORD baud, speed_t& speed) {
 
 // Sleeps one slice of clock time, never past `deadline` when it is set.
 void WaitSlice(Micros deadline) {
-    Micros until = NowMicros() + kPollSlice;
-    if (deadline >= 0)
-        until = std::min(until, deadline);
-    WaitUntil({}, until);
+    WaitUntil({}, EarlierDeadline(NowMicros() + kPollSlice, deadline));
 }
 
 class TermiosTransport : public Transport, private ByteSource {
