@@ -16,7 +16,7 @@
 
 #include "corvane/core/corvane.h"
 #include "corvane/link/command_codes.h"
-#include "corvane/link/crc16.h"
+#include "corvane/link/support/frame_bytes.h"
 #include "corvane/shared/wide_text.h"
 #include "host/clock/clock.h"
 #include "host/log/report_sinks.h"
@@ -63,20 +63,10 @@ class ReplyingPeer : public tarvo::host::PassivePeer {
         if (wrapping_ == Wrapping::Raw) {
             return reply_;
         }
-        const std::size_t length = reply_.size() < 2 ? 0 : reply_.size() - 2;
-        Bytes frame{0x55,
-                    number,
-                    reply_.size() > 0 ? reply_[0] : BYTE{0},
-                    reply_.size() > 1 ? reply_[1] : BYTE{0},
-                    static_cast<BYTE>(length >> 8),
-                    static_cast<BYTE>(length)};
-        if (length > 0) {
-            frame.insert(frame.end(), reply_.begin() + 2, reply_.end());
-        }
-        const WORD crc = corvane::Crc16Of(frame.data(), frame.size());
-        frame.push_back(static_cast<BYTE>(crc >> 8));
-        frame.push_back(static_cast<BYTE>(crc));
-        return frame;
+        const WORD type = static_cast<WORD>((reply_.size() > 0 ? reply_[0] : 0) << 8 |
+                                            (reply_.size() > 1 ? reply_[1] : 0));
+        const Bytes payload(reply_.size() < 2 ? reply_.end() : reply_.begin() + 2, reply_.end());
+        return linktest::BuildFrame(0x55, number, type, payload);
     }
 
     std::shared_ptr<tarvo::host::SerialPeer> line_;
