@@ -39,6 +39,17 @@ bool IsPossible(const SYSTEMTIME& st) {
            st.wMilliseconds < 1000;
 }
 
+// The callbacks of `subscribers`, copied under the kernel's lock to be called once it is released.
+template <typename Subscribers>
+std::vector<std::function<void()>> Callbacks(const Subscribers& subscribers) {
+    std::vector<std::function<void()>> calls;
+    calls.reserve(subscribers.size());
+    for (const auto& entry : subscribers) {
+        calls.push_back(entry.second);
+    }
+    return calls;
+}
+
 // Signals every clock-change handle and returns the subscribers to call once unlocked.
 std::vector<std::function<void()>> AnnounceTimeChange(KernelLock& lock, bool signalHandles) {
     Kernel& k = lock.kernel();
@@ -48,12 +59,7 @@ std::vector<std::function<void()>> AnnounceTimeChange(KernelLock& lock, bool sig
             k.Signal(lock, *handle);
         }
     }
-    std::vector<std::function<void()>> calls;
-    calls.reserve(k.subscribers.size());
-    for (const auto& entry : k.subscribers) {
-        calls.push_back(entry.second);
-    }
-    return calls;
+    return Callbacks(k.subscribers);
 }
 
 }  // namespace
@@ -174,9 +180,7 @@ bool SetSystemTime(const SYSTEMTIME& time) {
     std::vector<std::function<void()>> calls;
     {
         KernelLock lock;
-        for (const auto& entry : lock.kernel().beforeSetSubscribers) {
-            calls.push_back(entry.second);
-        }
+        calls = tarvo::host::Callbacks(lock.kernel().beforeSetSubscribers);
     }
     for (const auto& call : calls) {
         call();

@@ -55,7 +55,6 @@ class LineFaults {
     explicit LineFaults(LineFaultOptions options = {});
 
     bool Active() const { return options_.rate > 0; }
-    const LineFaultOptions& Options() const { return options_; }
 
     // The bytes as they reach the device; one note per fault applied is appended to `notes`.
     std::vector<BYTE> Incoming(std::span<const BYTE> bytes, std::vector<std::string>& notes);
