@@ -25,6 +25,10 @@ struct LogHub {
     TReportLevel fileLevel = TReportLevel::Debug;
     int nextCaptureId = 1;
     std::map<int, std::vector<LogEntry>> captures;
+
+    // Whether an entry at `level` goes to standard error, to the file; under `mutex`.
+    bool ToStderr(TReportLevel level) const;
+    bool ToFile(TReportLevel level) const;
 };
 
 LogHub& Hub() {
@@ -35,6 +39,14 @@ LogHub& Hub() {
 
 bool AtLeast(TReportLevel level, TReportLevel threshold) {
     return static_cast<int>(level) >= static_cast<int>(threshold);
+}
+
+bool LogHub::ToStderr(TReportLevel level) const {
+    return stderrEnabled && AtLeast(level, stderrLevel);
+}
+
+bool LogHub::ToFile(TReportLevel level) const {
+    return file && AtLeast(level, fileLevel);
 }
 
 // "2024-03-01 12:00:00.250 WARNING text"
@@ -107,8 +119,7 @@ bool SetLogFile(const std::string& path, TReportLevel level) {
 bool LogWanted(TReportLevel level) {
     LogHub& hub = Hub();
     std::lock_guard lock(hub.mutex);
-    return (hub.stderrEnabled && AtLeast(level, hub.stderrLevel)) ||
-           (hub.file && AtLeast(level, hub.fileLevel)) || !hub.captures.empty();
+    return hub.ToStderr(level) || hub.ToFile(level) || !hub.captures.empty();
 }
 
 void PublishLog(TReportLevel level, std::string text) {
@@ -116,8 +127,8 @@ void PublishLog(TReportLevel level, std::string text) {
     LogEntry entry{level, TTime::GetCurrentTime(), std::move(text)};
     LogHub& hub = Hub();
     std::lock_guard lock(hub.mutex);
-    const bool toStderr = hub.stderrEnabled && AtLeast(level, hub.stderrLevel);
-    const bool toFile = hub.file && AtLeast(level, hub.fileLevel);
+    const bool toStderr = hub.ToStderr(level);
+    const bool toFile = hub.ToFile(level);
     if (toStderr || toFile) {
         const std::string line = FormatLine(entry);
         if (toStderr)
