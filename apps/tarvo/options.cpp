@@ -47,14 +47,15 @@ std::vector<const CLI::Option*> AddRunOptions(CLI::App& app, RunOptions& run) {
     app.add_flag("--set-machine-clock", run.setMachineClock);
     app.add_option("--flash-disk", run.flashDisk);
     app.add_option("--storage-card", run.storageCard);
-    return {app.add_option("--transcript", run.transcriptPath),
-            apps::AddFaults(app, "--sim-fault", run.simFaults),
-            apps::AddParsed(app, "--sim-clock-offset", apps::ParseSecondsAsMs, run.simClockOffsetMs,
-                            "a number of seconds such as 2 or -0.5"),
-            apps::AddParsed(app, "--sim-line-faults", sim::ParseLineFaultRate, run.simLineFaultRate,
-                            "a fraction from 0 to 1 such as 0.05, or a percentage such as 5%"),
-            apps::AddParsed(app, "--seed", sim::ParseLineFaultSeed, run.seed,
-                            "a whole number such as 7")};
+    return {
+        app.add_option("--transcript", run.transcriptPath),
+        apps::AddFaults(app, "--sim-fault", run.simFaults),
+        apps::AddParsed(app, "--sim-clock-offset", apps::ParseSecondsAsMs, run.simClockOffsetMs,
+                        "a number of seconds such as 2 or -0.5"),
+        apps::AddParsed(app, "--sim-line-faults", sim::ParseLineFaultRate, run.simLineFaults.rate,
+                        "a fraction from 0 to 1 such as 0.05, or a percentage such as 5%"),
+        apps::AddParsed(app, "--seed", sim::ParseLineFaultSeed, run.simLineFaults.seed,
+                        "a whole number such as 7")};
 }
 
 // The rules that tie a run's options together, once all are in; `left` is what no option took.

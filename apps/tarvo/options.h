@@ -32,8 +32,7 @@ struct RunOptions {
     std::string transcriptPath;                    // --transcript
     std::vector<sim::Fault> simFaults;             // --sim-fault
     std::optional<std::int64_t> simClockOffsetMs;  // --sim-clock-offset
-    std::optional<double> simLineFaultRate;        // --sim-line-faults, 0 to 1
-    std::optional<std::uint64_t> seed;             // --seed; the line faults' seed
+    sim::LineFaultOptions simLineFaults;           // --sim-line-faults RATE, --seed N
     // Virtual time unless a serial mapping names a device or real time was asked for.
     bool Virtual() const { return !realtime && serial.empty(); }
     // Whether a run may attach the in-process simulator (it still needs a <Corvane> section).

@@ -47,8 +47,7 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
 
     sim::TransmitterOptions device;
     device.clockOffsetMs = options.simClockOffsetMs.value_or(0);
-    device.lineFaults = {.rate = options.simLineFaultRate.value_or(0),
-                         .seed = options.seed.value_or(1)};
+    device.lineFaults = options.simLineFaults;
     device.keepRecords = false;
     device.onTranscript = [this](const sim::TranscriptEntry& entry) {
         AddToSummary(summary_, entry, sequence_);
