@@ -40,8 +40,7 @@ bool TransmitterHooks::BeforeStart(RunSession& session, std::string& error) {
             device_ = path;
     }
     watch_ = std::make_shared<ExchangeWatch>();
-    watch_->Watch(true);
-    host::ObservePort(port_->name, watch_);
+    StartWatching();
     if (!options.SimulatorWanted())
         return true;
 
@@ -84,12 +83,21 @@ void TransmitterHooks::TellFailures(RunSession& session, const char* sequence,
     std::fflush(session.Err());
 }
 
+void TransmitterHooks::StartWatching() {
+    host::ObservePort(port_->name, watch_);
+    watch_->Watch(true);
+}
+
+void TransmitterHooks::StopWatching() {
+    host::ObservePort(port_->name, nullptr);
+    watch_->Watch(false);
+}
+
 void TransmitterHooks::Started(RunSession& session) {
     if (watch_) {
         // The ports that recording opens go unobserved: a year of polls should not pay for a
         // watch that has nothing to judge.
-        host::ObservePort(port_->name, nullptr);
-        watch_->Watch(false);
+        StopWatching();
         TellFailures(session, "recording start", startFailures_);
     }
     if (simulator_)
@@ -100,8 +108,7 @@ void TransmitterHooks::Stopping(RunSession&) {
     stopping_ = true;
     if (watch_) {
         watch_->TakeFailures();
-        watch_->Watch(true);
-        host::ObservePort(port_->name, watch_);
+        StartWatching();
     }
     if (simulator_)
         Enter(Sequence::Stop);
@@ -112,8 +119,7 @@ void TransmitterHooks::AfterStop(RunSession& session) {
         // A session that never recorded (tarvo call) has no stop sequence to tell of.
         if (stopping_)
             TellFailures(session, "recording stop", stopFailures_);
-        watch_->Watch(false);
-        host::ObservePort(port_->name, nullptr);
+        StopWatching();
         watch_.reset();
     }
     if (!simulator_)

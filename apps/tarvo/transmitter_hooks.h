@@ -40,6 +40,9 @@ class TransmitterHooks : public RunHooks {
   private:
     // Entries made from now on count in `sequence`.
     void Enter(Sequence sequence);
+    // Puts the watch on the port and has it judge this thread's requests; takes it off again.
+    void StartWatching();
+    void StopWatching();
     // Takes the failures the watch judged in the sequence that just ended and tells each on Err().
     void TellFailures(RunSession& session, const char* sequence, std::vector<std::string>& told);
 
