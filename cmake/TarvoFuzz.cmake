@@ -15,12 +15,10 @@ function(tarvo_fuzz_libraries)
   endif()
   # The module and the host go in as they are, only instrumented: a crash in a reader is a
   # crash in the code that ships.
-  file(GLOB_RECURSE host_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/*.cpp)
-  file(GLOB_RECURSE module_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/corvane/*.cpp)
-  add_library(tarvo_fuzz_host STATIC ${host_sources})
+  tarvo_glob_library(tarvo_fuzz_host STATIC host)
+  tarvo_glob_library(tarvo_fuzz_corvane STATIC corvane)
   target_link_libraries(tarvo_fuzz_host PUBLIC tarvo_platform Threads::Threads LibXml2::LibXml2
                                                ${CMAKE_DL_LIBS})
-  add_library(tarvo_fuzz_corvane STATIC ${module_sources})
   target_link_libraries(tarvo_fuzz_corvane PUBLIC tarvo_fuzz_host)
   foreach(lib tarvo_fuzz_host tarvo_fuzz_corvane)
     target_compile_options(${lib} PRIVATE -O1 -g -fsanitize=fuzzer-no-link,address,undefined
