@@ -5,6 +5,7 @@
 
 #include "corvane/formats/format_catalogue.h"
 #include "corvane/link/command_codes.h"
+#include "corvane/link/session.h"
 #include "corvane/link/single_byte_text.h"
 #include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_upload.h"
@@ -129,10 +130,10 @@ bool SelfTimedMsgr::WaitForNextInsertion() {
     TEvent& stop = worker_.StopEvent();
     auto ask = [&](WORD code, TTime& time) {
         CPacket reply;
-        return transmitter_.SendCommand(CPacket(code), reply, corvane::ReplyCheck::LinkOnly,
-                                        corvane::DeadTime::Wait,
-                                        &stop) == CommandResult::Accepted &&
-               reply.ReadTime(0, time);
+        if (transmitter_.SendCommand(CPacket(code), reply, corvane::ReplyCheck::LinkOnly,
+                                     corvane::DeadTime::Wait, &stop) != CommandResult::Accepted)
+            return false;
+        return TakeTime(code, reply, time);
     };
     TTime close;
     for (;;) {
@@ -189,6 +190,26 @@ bool SelfTimedMsgr::WaitForNextInsertion() {
             TReport::Debug("ST WaitForNext: Rescheduling due to RTC change.");
             return false;
     }
+}
+
+bool SelfTimedMsgr::TakeTime(WORD code, const CPacket& reply, TTime& time) {
+    bool& faulty = code == corvane::cmd::kStWindowClose ? closeTimeFaulty_ : currentTimeFaulty_;
+    if (reply.ReadTime(0, time)) {
+        faulty = false;
+        return true;
+    }
+    // The frame was good but its time is not: a failed exchange all the same, so it backs off
+    // for the dead time as after a missing reply rather than ask again at once, and says so
+    // once for as long as the transmitter keeps answering this way.
+    if (!faulty) {
+        TReport::Warning(
+            "ST WaitForNext: Corvane answered %d without a valid time (%d payload bytes); "
+            "asking again after each dead time.",
+            static_cast<int>(code), static_cast<int>(reply.GetLength()));
+        faulty = true;
+    }
+    WaitForSingleObject(worker_.StopEvent(), corvane::kDeadTimeMs);
+    return false;
 }
 
 bool SelfTimedMsgr::FormatAndSend() {

@@ -141,6 +141,51 @@ TEST_F(SelfTimedSchedule, ATransmitterWithoutValidTimeIsAskedAgainEveryMinute) {
     EXPECT_THAT(LoadTimes(), ElementsAre());
 }
 
+// A frame that is good but carries no valid time (here 3 payload bytes) is a failed exchange:
+// asked again only after the dead time, and warned of once for as long as it lasts.
+class TimeReplyWithoutValidTime : public SelfTimedSchedule,
+                                  public ::testing::WithParamInterface<WORD> {
+  protected:
+    // Each exchange takes the transmitter's wake delay, as on a real port.
+    void Break() {
+        transmitter.respond = [this, times = transmitter.respond](WORD type, CPacket& reply) {
+            if (type != GetParam())
+                return times(type, reply);
+            Sleep(1500);
+            reply.SetBytes({0x07, 0xE8, 0x08});
+        };
+    }
+    std::size_t Warnings() const {
+        return log.Count(TReportLevel::Warning,
+                         "ST WaitForNext: Corvane answered " + std::to_string(GetParam()) +
+                             " without a valid time (3 payload bytes); asking again after each "
+                             "dead time.");
+    }
+};
+
+TEST_P(TimeReplyWithoutValidTime, IsAFailedExchangeWarnedOncePerFault) {
+    FirstCloseIn(300);
+    const auto healthy = transmitter.respond;
+    Break();
+    RunFor(TTimeSpan(0, 0, 3, 20));
+    EXPECT_EQ(std::count(transmitter.requests.begin(), transmitter.requests.end(), GetParam()), 7)
+        << "one each 31.5 s";
+    EXPECT_EQ(Warnings(), 1u);
+
+    transmitter.respond = healthy;
+    Sleep(210'000);
+    EXPECT_THAT(LoadTimes(), ElementsAre(280)) << "the schedule goes on once the time is good";
+    Break();
+    Sleep(60'000);
+    EXPECT_EQ(Warnings(), 2u) << "a new fault is told again";
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, TimeReplyWithoutValidTime, ::testing::Values(WORD{219}, WORD{31}),
+                         [](const auto& info) {
+                             return info.param == 219 ? std::string("WindowCloseTime")
+                                                      : std::string("CurrentTime");
+                         });
+
 TEST_F(SelfTimedSchedule, InsatAllowsSixHundredTwentySecondsAfterLoading) {
     messenger.Settings().Type = 4;
     FirstCloseIn(100);
