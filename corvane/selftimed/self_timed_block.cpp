@@ -11,6 +11,16 @@ bool IsShefFormat(const std::wstring& format) {
     return format == kSelfTimedFormats[0] || format == kSelfTimedFormats[1];
 }
 
+// The latest schedule point at or before `reference` minus `line` intervals; the interval is
+// not zero.
+TTime ScheduledTime(const SelfTimed::DataSchedule& schedule, int line, TTime reference) {
+    // Truncating division, as the transmitter's own schedule is computed.
+    const std::int64_t k =
+        (reference.GetMillisecondsSince1970() - schedule.offsetMs) / schedule.intervalMs;
+    const std::int64_t latest = k * schedule.intervalMs + schedule.offsetMs;
+    return TTime::FromMilliseconds(latest - line * schedule.intervalMs);
+}
+
 }  // namespace
 
 SelfTimed::SelfTimed(SelfTimedRegistry& registry, const SelfTimedSettings& settings)
@@ -67,11 +77,17 @@ bool SelfTimed::UsesCalcTime() const {
     return useCalcTime_->GetInteger() != 0 && IsShefFormat(settings_.Format);
 }
 
+SelfTimed::DataSchedule SelfTimed::Schedule() const {
+    return DataSchedule{.offsetMs = StrToTimeSpan(Offset()).GetTotalMilliseconds(),
+                        .intervalMs = StrToTimeSpan(Interval()).GetTotalMilliseconds()};
+}
+
 bool SelfTimed::Keeps(const CSensorData& reading) const {
-    const std::int64_t interval = StrToTimeSpan(Interval()).GetTotalSeconds();
+    const DataSchedule schedule = Schedule();
+    const std::int64_t interval = schedule.intervalMs / 1000;
     if (interval == 0 || UsesCalcTime())
         return true;
-    const std::int64_t offset = StrToTimeSpan(Offset()).GetTotalSeconds();
+    const std::int64_t offset = schedule.offsetMs / 1000;
     const TTime t = reading.GetTime();
     const std::int64_t timeOfDay = t.GetHour() * 3600 + t.GetMinute() * 60 + t.GetSecond();
     // Signed: a reading before the offset in the day is kept when it still lies on the grid.
@@ -114,22 +130,13 @@ void SelfTimed::Reset() {
     rightDigits_ = 2;
 }
 
-TTime SelfTimed::ScheduledTime(int line, TTime reference) const {
-    const std::int64_t offset = StrToTimeSpan(Offset()).GetTotalMilliseconds();
-    const std::int64_t interval = StrToTimeSpan(Interval()).GetTotalMilliseconds();
-    // Truncating division, as the transmitter's own schedule is computed.
-    const std::int64_t k = (reference.GetMillisecondsSince1970() - offset) / interval;
-    const std::int64_t latest = k * interval + offset;
-    return TTime::FromMilliseconds(latest - line * interval);
-}
-
 bool SelfTimed::GetSelfTimedData(int line, TTime reference, CSensorData& reading,
                                  int& rightDigits) const {
-    const bool positional = StrToTimeSpan(Interval()).GetTotalMilliseconds() == 0 || UsesCalcTime();
     bool found = false;
     {
         TSingleLock lock(lock_, true);
-        if (positional) {
+        const DataSchedule schedule = Schedule();
+        if (schedule.intervalMs == 0 || UsesCalcTime()) {
             if (line >= 0 && static_cast<std::size_t>(line) < store_.size()) {
                 reading = store_[store_.size() - 1 - static_cast<std::size_t>(line)];
                 rightDigits = rightDigits_;
@@ -138,7 +145,7 @@ bool SelfTimed::GetSelfTimedData(int line, TTime reference, CSensorData& reading
                 found = true;
             }
         } else {
-            const TTime wanted = ScheduledTime(line, reference);
+            const TTime wanted = ScheduledTime(schedule, line, reference);
             for (const CSensorData& stored : store_) {
                 if (stored.GetTime() == wanted) {
                     reading = stored;
@@ -171,31 +178,33 @@ bool SelfTimed::NewestReading(CSensorData& reading) const {
 }
 
 std::int64_t SelfTimed::DataAge(int line, TTime reference, TTime nextTransmission) const {
-    const bool zeroInterval = StrToTimeSpan(Interval()).GetTotalMilliseconds() == 0;
-    const bool positional = zeroInterval || UsesCalcTime();
     TSingleLock lock(lock_, true);
+    const DataSchedule schedule = Schedule();
+    const bool zeroInterval = schedule.intervalMs == 0;
+    const bool positional = zeroInterval || UsesCalcTime();
     TTime dataTime = nextTransmission;
     if (!positional) {
-        dataTime = ScheduledTime(line, reference);
+        dataTime = ScheduledTime(schedule, line, reference);
     } else if (line >= 0 && static_cast<std::size_t>(line) < store_.size()) {
         dataTime = store_[store_.size() - 1 - static_cast<std::size_t>(line)].GetTime();
     } else if (!zeroInterval) {
-        dataTime = ScheduledTime(line, reference);
+        dataTime = ScheduledTime(schedule, line, reference);
     }
     return (nextTransmission - dataTime).GetTotalMinutes();
 }
 
 std::int64_t SelfTimed::DataOffset(int line, TTime now, TTime transmission) const {
-    const bool zeroInterval = StrToTimeSpan(Interval()).GetTotalMilliseconds() == 0;
-    const bool calcTime = UsesCalcTime();
     TSingleLock lock(lock_, true);
+    const DataSchedule schedule = Schedule();
+    const bool zeroInterval = schedule.intervalMs == 0;
     TTime valueTime;
-    if (!calcTime && !zeroInterval) {
-        valueTime = ScheduledTime(0, now);  // every value of a scheduled block: the latest slot
+    if (!UsesCalcTime() && !zeroInterval) {
+        // Every value of a scheduled block: the latest slot.
+        valueTime = ScheduledTime(schedule, 0, now);
     } else if (line < 0 || static_cast<std::size_t>(line) >= store_.size()) {
         if (zeroInterval)
             return 0;
-        valueTime = ScheduledTime(0, now);
+        valueTime = ScheduledTime(schedule, 0, now);
     } else {
         valueTime = store_[store_.size() - 1 - static_cast<std::size_t>(line)].GetTime();
     }

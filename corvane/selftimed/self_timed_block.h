@@ -24,6 +24,14 @@ class SelfTimed : public TModule, public corvane::MessageBlock {
     // The data index of the ports "Input" and "Output".
     static constexpr int kPort = 0;
 
+    // Offset and Interval in milliseconds, converted together. Each lookup converts them once
+    // and uses that pair throughout: an operator may edit them meanwhile, and a second reading
+    // could find a zero interval to divide by.
+    struct DataSchedule {
+        std::int64_t offsetMs = 0;
+        std::int64_t intervalMs = 0;
+    };
+
     // Adds the six properties (NumVals from `settings` now) and registers with `registry`,
     // which sets Sequence. Both must outlive the block; the settings are read, never written.
     SelfTimed(SelfTimedRegistry& registry, const SelfTimedSettings& settings);
@@ -70,10 +78,9 @@ class SelfTimed : public TModule, public corvane::MessageBlock {
     int StoredCount() const;
 
   private:
+    DataSchedule Schedule() const;
     bool Keeps(const CSensorData& reading) const;
     void TakeRightDigitsFromFeeder();
-    // The latest schedule point at or before `reference` minus `line` intervals (ticks in ms).
-    TTime ScheduledTime(int line, TTime reference) const;
 
     SelfTimedRegistry& registry_;
     const SelfTimedSettings& settings_;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -299,6 +300,37 @@ TEST(SelfTimedConcurrency, ReadersAndTheWriterShareTheStoreUnderItsLocks) {
     }
     writer.Join();
     EXPECT_EQ(block.StoredCount(), 20);
+}
+
+}  // namespace
+
+namespace {
+
+// On the real clock: an operator sets Interval to zero and back while the messenger looks
+// values up. A lookup that read Interval twice would divide by the zero it found the second
+// time (a crash of the whole test program, not a failed expectation).
+TEST(SelfTimedConcurrency, AnIntervalEditedDuringALookupIsOneValueThroughout) {
+    SelfTimedSettings settings;
+    SelfTimedRegistry registry;
+    SelfTimed block(registry, settings);
+    TProperty& interval = *block.GetProperty(L"Interval");
+    const TTime reference(2024, 6, 3, 10, 7, 0);
+    std::atomic<bool> looking{true};
+    TThread operatorThread(
+        [&] {
+            for (int i = 0; looking.load(); ++i)
+                interval.SetText(i % 2 == 0 ? L"00:00:00" : L"00:15:00");
+        },
+        "operator");
+    for (int i = 0; i < 20000; ++i) {
+        CSensorData reading;
+        int digits = 0;
+        block.GetSelfTimedData(1, reference, reading, digits);
+        block.DataAge(1, reference, reference);
+        block.DataOffset(1, reference, reference);
+    }
+    looking.store(false);
+    operatorThread.Join();
 }
 
 }  // namespace
