@@ -30,6 +30,19 @@ bool ValidSlot(int group) {
     return group >= 0 && group < CRandomMsgr::kSlots;
 }
 
+// An exchange sort that restarts after every swap: equal sequences keep their list order.
+void SortBySequence(std::vector<Random*>& blocks) {
+    std::size_t i = 1;
+    while (i < blocks.size()) {
+        if (blocks[i]->Sequence() < blocks[i - 1]->Sequence()) {
+            std::swap(blocks[i], blocks[i - 1]);
+            i = 1;
+        } else {
+            ++i;
+        }
+    }
+}
+
 }  // namespace
 
 CRandomMsgr::CRandomMsgr(corvane::Transmitter& transmitter, RandomOffsetSource offsets)
@@ -158,16 +171,7 @@ void CRandomMsgr::ThreadProc() {
     }
     {
         TSingleLock lock(listLock_, true);
-        // An exchange sort that restarts after every swap keeps equal sequences in list order.
-        std::size_t i = 1;
-        while (i < randoms_.size()) {
-            if (randoms_[i]->Sequence() < randoms_[i - 1]->Sequence()) {
-                std::swap(randoms_[i], randoms_[i - 1]);
-                i = 1;
-            } else {
-                ++i;
-            }
-        }
+        SortBySequence(randoms_);
     }
     while (WaitForSingleObject(StopEvent(), 0) != WAIT_OBJECT_0) {
         if (WaitForNext())
@@ -262,6 +266,10 @@ bool CRandomMsgr::FormatAndSend() {
 }
 
 bool CRandomMsgr::BuildGroupMessage(int group, std::wstring& text) const {
+    return Build(group, RandomBlocks(), text);
+}
+
+bool CRandomMsgr::Build(int group, const std::vector<Random*>& randoms, std::wstring& text) const {
     const std::vector<RndGroup*> groups = GroupBlocks();
     const auto owner = std::find_if(groups.begin(), groups.end(),
                                     [group](const RndGroup* b) { return b->Group() == group; });
@@ -269,7 +277,6 @@ bool CRandomMsgr::BuildGroupMessage(int group, std::wstring& text) const {
         return true;
     text = (*owner)->Label().substr(0, 3);
 
-    const std::vector<Random*> randoms = RandomBlocks();
     const TTime now = TTime::GetCurrentTime();
     if (!randoms.empty()) {
         CSensorData newest;
@@ -307,7 +314,10 @@ bool CRandomMsgr::BuildGroupMessage(int group, std::wstring& text) const {
 
 bool CRandomMsgr::GetGroupMessage(int group, std::wstring& text) const {
     text.clear();
-    if (!GroupBlocks().empty() && !BuildGroupMessage(group, text)) {
+    // The list is sorted only when the thread starts: the operator sees what will be sent.
+    std::vector<Random*> randoms = RandomBlocks();
+    SortBySequence(randoms);
+    if (!GroupBlocks().empty() && !Build(group, randoms, text)) {
         text = L"An error occurred formatting the message.";
         return false;
     }

@@ -100,8 +100,9 @@ class CRandomMsgr : public GroupAlarmSignals, public RandomBlockRoster {
     // the hook has the last word. True with the text unchanged when no RndGroup block has the
     // group.
     bool BuildGroupMessage(int group, std::wstring& text) const;
-    // For operators: the message, or "An error occurred formatting the message." or "The setup
-    // does not define a message for the indicated group." with false.
+    // For operators: the message, built in Sequence order whether or not the thread has sorted
+    // the list yet, or "An error occurred formatting the message." or "The setup does not define
+    // a message for the indicated group." with false.
     bool GetGroupMessage(int group, std::wstring& text) const;
     // The maintenance test: with InitCorvane the satellite id, offset and random push first
     // (false when either fails), then the text as random data (312) and 314; the 314's result.
@@ -121,6 +122,8 @@ class CRandomMsgr : public GroupAlarmSignals, public RandomBlockRoster {
     void ThreadProc();
     bool WaitForNext();
     bool FormatAndSend();
+    // BuildGroupMessage over `randoms`, in their order.
+    bool Build(int group, const std::vector<Random*>& randoms, std::wstring& text) const;
     std::vector<Random*> RandomBlocks() const;
     std::vector<RndGroup*> GroupBlocks() const;
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "corvane/random/random_block.h"
@@ -115,6 +116,45 @@ TEST_F(RandomMessage, NotInterleavedTakesEachParametersOwnNumVals) {
               L"WLXE?~\\@SR_?"
               L"?//////");
 }
+
+// Made in the order P1 (Sequence 2), P2 (Sequence 1), the parameters still go out P2 first: in
+// the message the thread sends once it has sorted its list, and in the operator's preview,
+// which is there to show that message before any recording.
+struct SequenceOrderRow {
+    const char* name;
+    std::wstring (*message)(CRandomMsgr& messenger);
+};
+
+void PrintTo(const SequenceOrderRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class SequenceOrder : public RandomMessage,
+                      public ::testing::WithParamInterface<SequenceOrderRow> {};
+
+TEST_P(SequenceOrder, PutsTheParametersInSequenceOrder) {
+    Load(0);
+    // Age: P2's newest reading (10:15) at 10:20, 'E'; then P2 and P1 at 10:15, at 10:00.
+    EXPECT_EQ(GetParam().message(Messenger()), L"WLXE_???~\\///@SR");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, SequenceOrder,
+    ::testing::Values(SequenceOrderRow{"AfterTheThreadStarted",
+                                       [](CRandomMsgr& messenger) {
+                                           EXPECT_TRUE(messenger.Start());
+                                           EXPECT_TRUE(messenger.Stop());
+                                           std::wstring text;
+                                           EXPECT_TRUE(messenger.BuildGroupMessage(3, text));
+                                           return text;
+                                       }},
+                      SequenceOrderRow{"InTheOperatorsPreview",
+                                       [](CRandomMsgr& messenger) {
+                                           std::wstring text;
+                                           EXPECT_TRUE(messenger.GetGroupMessage(3, text));
+                                           return text;
+                                       }}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(RandomMessage, AGroupWithoutItsBlockLeavesTheTextAndOperatorsAreTold) {
     Load(0);
