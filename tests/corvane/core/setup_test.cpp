@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -7,6 +8,7 @@
 #include "corvane/core/device.h"
 #include "corvane/core/exports.h"
 #include "corvane/random/random_settings.h"
+#include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_settings.h"
 #include "host/log/report_sinks.h"
 #include "host/setup/setup_file.h"
@@ -50,6 +52,14 @@ TEST_F(SetupSection, WholeSectionWrittenReadBackAndWrittenAgainIsByteIdentical) 
     ReadInto(other, first);
     EXPECT_EQ(Written(other), first);  // every value differs from a fresh device's
     EXPECT_TRUE(log_.Texts(TReportLevel::Warning).empty());
+}
+
+TEST_F(SetupSection, ReadingTheSelfTimedElementSortsTheBlocksBySequence) {
+    SelfTimed first(corvane_.SelfTimed().Registry(), corvane_.SelfTimed().Settings());
+    SelfTimed second(corvane_.SelfTimed().Registry(), corvane_.SelfTimed().Settings());
+    first.SetSequence(3);  // listed before second, whose Sequence is 2
+    ReadInto(corvane_, "<Corvane><SelfTimed Channel=\"12\"/></Corvane>");
+    EXPECT_THAT(corvane_.SelfTimed().Registry().Blocks(), ::testing::ElementsAre(&second, &first));
 }
 
 TEST_F(SetupSection, UnknownElementsAndAttributesAreWarnedOncePerAttributeAndSkipped) {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -332,5 +333,52 @@ TEST(SelfTimedConcurrency, AnIntervalEditedDuringALookupIsOneValueThroughout) {
     looking.store(false);
     operatorThread.Join();
 }
+
+}  // namespace
+
+namespace {
+
+// The data offset a message gives a block's line, at 10:07 for a transmission at 10:20, from a
+// store holding the readings of 09:45 and 10:00.
+struct DataOffsetRow {
+    const char* name;
+    const wchar_t* interval;
+    int useCalcTime;
+    int line;
+    std::int64_t minutes;
+};
+
+void PrintTo(const DataOffsetRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class SelfTimedDataOffset : public ::testing::TestWithParam<DataOffsetRow> {};
+
+TEST_P(SelfTimedDataOffset, CountsMinutesFromTheLinesTimeToTheTransmission) {
+    const DataOffsetRow& row = GetParam();
+    SelfTimedSettings settings;  // SHEF: UseCalcTime is in effect when set
+    SelfTimedRegistry registry;
+    SelfTimed block(registry, settings);
+    block.GetProperty(L"Interval")->SetText(row.interval);
+    block.GetProperty(L"UseCalcTime")->SetInteger(row.useCalcTime);
+    HandFeeder feeder;
+    block.ConnectInput(SelfTimed::kPort, &feeder, 0);
+    for (const TTime t : {TTime(2024, 6, 3, 9, 45, 0), TTime(2024, 6, 3, 10, 0, 0)}) {
+        feeder.SetOutputData(0, CSensorData(TValue(1.0), t));
+        block.Execute();
+    }
+    ASSERT_EQ(block.StoredCount(), 2);
+    EXPECT_EQ(block.DataOffset(row.line, TTime(2024, 6, 3, 10, 7, 0), TTime(2024, 6, 3, 10, 20, 0)),
+              row.minutes);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, SelfTimedDataOffset,
+    ::testing::Values(
+        DataOffsetRow{"AScheduledBlockGivesEveryLineTheLatestSlot", L"00:15:00", 0, 1, 20},
+        DataOffsetRow{"AZeroIntervalGivesALineItsReadingsTime", L"00:00:00", 0, 1, 35},
+        DataOffsetRow{"AZeroIntervalGivesALineBeyondTheStoreZero", L"00:00:00", 0, 2, 0},
+        DataOffsetRow{"CalcTimeGivesALineBeyondTheStoreTheLatestSlot", L"00:15:00", 1, 2, 20}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_msgr.h"
 #include "corvane/support/scripted_transmitter.h"
 #include "host/clock/clock.h"
@@ -185,6 +186,40 @@ INSTANTIATE_TEST_SUITE_P(Table, TimeReplyWithoutValidTime, ::testing::Values(WOR
                              return info.param == 219 ? std::string("WindowCloseTime")
                                                       : std::string("CurrentTime");
                          });
+
+TEST_F(SelfTimedSchedule, TheThreadSortsTheBlocksBySequenceAsItStarts) {
+    SelfTimed first(messenger.Registry(), messenger.Settings());
+    SelfTimed second(messenger.Registry(), messenger.Settings());
+    first.SetSequence(3);  // listed before second, whose Sequence is 2
+    ASSERT_TRUE(messenger.Start());
+    ASSERT_TRUE(messenger.Stop());
+    EXPECT_THAT(messenger.Registry().Blocks(), ElementsAre(&second, &first));
+}
+
+// A close time at or before the transmitter's own time loads nothing and is not taken for a
+// window too close to reach either.
+class CloseNotAhead : public SelfTimedSchedule, public ::testing::WithParamInterface<int> {};
+
+TEST_P(CloseNotAhead, IsReportedAsANegativeTimeTillClose) {
+    const int ahead = GetParam();
+    closeAt = [ahead](TTime now) { return now + TTimeSpan::FromSeconds(ahead); };
+    EXPECT_FALSE(messenger.WaitForNextInsertion());
+    EXPECT_THAT(Debug(),
+                ElementsAre("ST WaitForNext: Corvane reported negative time till window closes"));
+    EXPECT_THAT(transmitter.requests, ElementsAre(219, 31));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CloseNotAhead, ::testing::Values(0, -10), [](const auto& info) {
+    return info.param == 0 ? std::string("AtTheSameSecond") : std::string("TenSecondsBefore");
+});
+
+TEST_F(SelfTimedSchedule, AMessageThatCannotBeFormattedIsReportedAndNotLoaded) {
+    messenger.SetHook([](std::wstring&, int) { return false; });
+    EXPECT_FALSE(messenger.FormatAndSend());
+    EXPECT_THAT(log.Texts(TReportLevel::Warning),
+                ElementsAre("Failed formatting self-timed tx data."));
+    EXPECT_THAT(transmitter.requests, ElementsAre());
+}
 
 TEST_F(SelfTimedSchedule, InsatAllowsSixHundredTwentySecondsAfterLoading) {
     messenger.Settings().Type = 4;

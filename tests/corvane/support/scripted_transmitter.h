@@ -23,6 +23,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
     std::vector<WORD> requests;
     std::vector<TTime> times;  // the clock's time of each request
     std::vector<std::wstring> messages;
+    std::vector<CPacket> commands;  // the requests of SendCommand whole, payload included
     int clockSyncs = 0;
 
     // Fills the reply to a request (its type is set already); none: an empty payload.
@@ -30,6 +31,7 @@ class ScriptedTransmitter : public corvane::Transmitter {
 
     corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, corvane::ReplyCheck,
                                        corvane::DeadTime, TWaitable*) override {
+        commands.push_back(request);
         reply = CPacket(request.GetType());
         if (respond)
             respond(request.GetType(), reply);
