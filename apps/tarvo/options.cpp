@@ -302,8 +302,8 @@ The simulated transmitter:
   --sim-fault FAULT  Make the simulator commit a fault; repeatable. FAULT is
                      KIND[,code=N][,count=N|all][,delay=MS][,text=TEXT] with KIND one of
                      silence, corrupt-crc, wrong-number, plain-header, short-payload, refuse,
-                     master-refusal, unknown-command, invalid-time, slow-reply (as corvane-sim's
-                     --fault).
+                     master-refusal, unknown-command, invalid-time, slow-reply, cut-time (as
+                     corvane-sim's --fault).
   --sim-clock-offset SECONDS
                      Start the simulator's clock SECONDS ahead of the logger's (negative:
                      behind).

@@ -8,7 +8,7 @@
 namespace tarvo::sim {
 namespace {
 
-constexpr std::array<std::pair<FaultKind, const char*>, 10> kNames{{
+constexpr std::array<std::pair<FaultKind, const char*>, 11> kNames{{
     {FaultKind::Silence, "silence"},
     {FaultKind::CorruptCrc, "corrupt-crc"},
     {FaultKind::WrongNumber, "wrong-number"},
@@ -19,6 +19,7 @@ constexpr std::array<std::pair<FaultKind, const char*>, 10> kNames{{
     {FaultKind::UnknownCommand, "unknown-command"},
     {FaultKind::InvalidTime, "invalid-time"},
     {FaultKind::SlowReply, "slow-reply"},
+    {FaultKind::CutTime, "cut-time"},
 }};
 
 bool AppliesTo(FaultKind kind, WORD code) {
@@ -27,6 +28,8 @@ bool AppliesTo(FaultKind kind, WORD code) {
             return code == 770;
         case FaultKind::InvalidTime:
             return code == 31 || code == 35 || code == 219;
+        case FaultKind::CutTime:
+            return code == 31 || code == 219;
         default:
             return true;
     }

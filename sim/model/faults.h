@@ -24,6 +24,7 @@ enum class FaultKind {
     UnknownCommand,  // answered "Unknown command", nothing is done
     InvalidTime,     // 31, 35 and 219 only: answered as if the clock were not valid
     SlowReply,       // the reply goes out `delayMs` later than it would
+    CutTime,         // 31 and 219 only: a good frame whose time keeps only its first 3 bytes
 };
 
 inline constexpr int kEveryTime = -1;

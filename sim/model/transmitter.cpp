@@ -8,6 +8,9 @@
 namespace tarvo::sim {
 namespace {
 
+// What the cut-time fault leaves of a 7-byte time: the year and the month.
+constexpr std::size_t kCutTimeBytes = 3;
+
 std::vector<BYTE> TextPayload(const std::string& text) {
     return std::vector<BYTE>(text.begin(), text.end());
 }
@@ -216,6 +219,9 @@ void Transmitter::HandleRequest(const Frame& frame, Micros now) {
             payload = TextPayload(refusal->text);
         } else {
             payload = Execute(frame, Has(faults, FaultKind::InvalidTime), request.note);
+            if (Has(faults, FaultKind::CutTime) && payload.size() > kCutTimeBytes) {
+                payload.resize(kCutTimeBytes);
+            }
         }
         last_ = LastRequest{frame, payload, now};
     }

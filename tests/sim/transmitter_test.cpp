@@ -208,6 +208,7 @@ TEST_F(DeviceTest, EachFaultDoesWhatItSays) {
         {"invalid time on 31", {F::InvalidTime}, 31, {}, reply(31, Bytes(7, 0))},
         {"invalid time on 219", {F::InvalidTime}, 219, {}, reply(219, Bytes(7, 0))},
         {"slow reply", {F::SlowReply, 35, 1, "", 2500}, 35, {}, {}},
+        {"cut time on 31", {F::CutTime}, 31, {}, reply(31, {0x07, 0xE8, 3})},
     };
     for (const auto& row : rows) {
         Make();
