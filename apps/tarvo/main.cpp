@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/tarvo/call_command.h"
+#include "apps/tarvo/lost_readings.h"
 #include "apps/tarvo/options.h"
 #include "apps/tarvo/run_journal.h"
 #include "apps/tarvo/run_session.h"
@@ -34,6 +35,7 @@ int main(int argc, char** argv) {
             RunSession session(command.run);
             session.AddHooks(std::make_unique<RunJournal>(stderr));
             session.AddHooks(std::make_unique<TransmitterHooks>());
+            session.AddHooks(std::make_unique<LostReadings>());
             return session.Execute();
         }
     }

@@ -329,7 +329,8 @@ Output:
   garbled replies, restarts) and a table of them by type code; and the simulator's
   downlink log: each transmission or missed window with its time, kind, channel and bytes
   (as text when printable, else hex). With --serial the transmitter is a device and only the
-  mapping is shown (corvane-sim --transcript FILE records that side).
+  mapping is shown (corvane-sim --transcript FILE records that side). Last, when a Log block
+  could not write readings, "Readings lost": each such block, its file and how many.
   Read off the port, whatever is on the other end: each request of the start or stop sequence
   that failed (no answer, a write failure, a reply with a wrong header or packet number, cut
   short or with a bad CRC, attempt by attempt) or that the transmitter refused is told on
@@ -346,8 +347,10 @@ Exit:
   OnEngineStop runs) before tarvo exits. Exit status: 0 when the run completed, 1 when the
   setup, a plug-in, the log file or the transcript file could not be used, 2 for a
   command-line error, 3 when the module used the transmitter's port and the transmitter never
-  answered (not one byte came back: a wrong port, a device that is off or not connected), 130
-  after an interrupt.
+  answered (not one byte came back: a wrong port, a device that is off or not connected),
+  4 when a Log block lost readings (its file could not be written, such as on a full disk:
+  said on standard error before the summary, which names each block, its file and how many),
+  130 after an interrupt.
 )help";
 }
 

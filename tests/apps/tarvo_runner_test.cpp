@@ -113,7 +113,8 @@ TEST(Runner, HelpIsCompleteAndTrue) {
         "--log FILE|--level LEVEL|tarvo blocks|90s, 15m, 24h, 30d|Ctrl-C|130|--no-sim|"
         "--transcript FILE|--sim-fault FAULT|--sim-clock-offset SECONDS|--set-machine-clock|"
         "--sim-line-faults RATE|--seed N|percentage (5%)|line-fault|"
-        "0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad CRC)|downlink log:|(ignored)");
+        "0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad CRC)|downlink log:|(ignored)|"
+        "4 when a Log block lost readings|Readings lost");
     for (std::string item; std::getline(items, item, '|');) {
         EXPECT_THAT(r.out, HasSubstr(item));
     }
@@ -200,6 +201,23 @@ TEST(Runner, TheDemoSetupRecordsADayInVirtualTime) {
     EXPECT_EQ(lines("demo-airtemp.csv"), 1 + 48);
     EXPECT_EQ(lines("demo-battery.csv"), 1 + 24);
     EXPECT_THAT(dir.Read("demo-airtemp.csv"), HasSubstr("2024-06-01 01:05:00,0.0,error\n"));
+}
+
+TEST(Runner, ReadingsALogBlockCouldNotWriteFailTheRunWithTheirCountInTheSummary) {
+    TempDir dir;
+    dir.Write("full.xml",
+              "<TarvoSetup>\n  <Blocks>\n"
+              "    <Block Type=\"Source\" Name=\"A\" Interval=\"00:01:00\" />\n"
+              "    <Block Type=\"Log\" Name=\"L\" File=\"/dev/full\" />\n"
+              "    <Connection From=\"A\" To=\"L\" />\n  </Blocks>\n</TarvoSetup>\n");
+    auto r = Tarvo({"run", dir.File("full.xml"), "--for", "1h"}, dir.Path());
+    EXPECT_EQ(r.status, 4) << r.err;
+    EXPECT_THAT(r.out, HasSubstr("\nReadings lost\n  Log \"L\": 60 readings not written to "
+                                 "/dev/full\n"));
+    // The block's warning, then tarvo's count; both before the summary (printed after them).
+    EXPECT_THAT(r.err, ContainsRegex("WARNING Log \"L\": closing /dev/full failed: .*\n"
+                                     "tarvo: 60 readings lost: a Log block could not write its "
+                                     "file\n$"));
 }
 
 TEST(Runner, SetupPluginAndFileErrorsNameTheFileAndWhatWasExpected) {
