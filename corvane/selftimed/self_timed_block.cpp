@@ -7,10 +7,6 @@
 
 namespace {
 
-bool IsShefFormat(const std::wstring& format) {
-    return format == kSelfTimedFormats[0] || format == kSelfTimedFormats[1];
-}
-
 // The latest schedule point at or before `reference` minus `line` intervals; the interval is
 // not zero.
 TTime ScheduledTime(const SelfTimed::DataSchedule& schedule, int line, TTime reference) {
@@ -124,7 +120,7 @@ bool SelfTimed::Execute() {
 }
 
 void SelfTimed::Reset() {
-    if (settings_.Format == kSelfTimedFormats[2])
+    if (IsInterleavedFormat(settings_.Format))
         numVals_->SetInteger(settings_.NumVals);
     TSingleLock lock(lock_, true);
     rightDigits_ = 2;

@@ -1,7 +1,7 @@
 // The self-timed messenger: owns the self-timed settings, its thread and the thread's stop
 // event, and copies the settings into the transmitter when recording starts. It talks to the
-// transmitter only through the narrow Transmitter interface, which the device object that
-// owns it implements.
+// transmitter only in the verbs of the Transmitter interface, which the device object that owns
+// it hands it (its session's); it never builds or reads a packet.
 #pragma once
 
 #include <atomic>
@@ -63,10 +63,10 @@ class SelfTimedMsgr {
 
     // The schedule, run by the thread; public so that a test can drive one step at a time.
     // True when it is time to load the message: 20 s before the current window closes. False
-    // when the caller should ask again (a failed exchange, a reply to 219 or 31 without a valid
-    // time after the dead-time wait, a transmitter without valid time after a one-minute wait,
-    // a window more than ten minutes away after a clock synchronisation and a one-minute wait,
-    // a window closer than 20 s after sleeping it out, a clock change during the wait) or stop.
+    // when the caller should ask again (a failed exchange, a transmitter without valid time
+    // after a one-minute wait, a window more than ten minutes away after a clock
+    // synchronisation and a one-minute wait, a window closer than 20 s after sleeping it out,
+    // a clock change during the wait) or stop.
     bool WaitForNextInsertion();
     // Builds the message and loads it (216). Warns "Failed formatting self-timed tx data." or
     // "Failed sending self-timed tx data to Corvane." and returns false on failure.
@@ -92,16 +92,10 @@ class SelfTimedMsgr {
   private:
     void ThreadProc();
     bool Restart();
-    // Reads the time of a 219 or 31 reply. A reply without a valid 7-byte time is false after
-    // the dead-time wait (or a stop), with one Warning per run of such replies to that code.
-    bool TakeTime(WORD code, const CPacket& reply, TTime& time);
 
     corvane::Transmitter& transmitter_;
     SelfTimedSettings settings_;
     SelfTimedRegistry registry_;
     std::atomic<corvane::MessageHook> hook_{nullptr};
-    // Whether the last reply to 219 (31) lacked a valid time; the messenger's thread alone.
-    bool closeTimeFaulty_ = false;
-    bool currentTimeFaulty_ = false;
     CMessengerThread worker_;
 };

@@ -85,17 +85,6 @@ TEST_F(RandomSchedule, AnAlarmSendsWithinAMinuteThenBurstsThenAlarmRateUntilRese
                 ::testing::Contains(300).Times(static_cast<int>(Loads().size())));
 }
 
-TEST_F(RandomSchedule, TheTransmitCommandCarriesTheByteOne) {
-    Group(2);
-    StartMessenger();
-    messenger.SetGroupAlarm(2);
-    Until(kNine + TTimeSpan(0, 0, 1, 0));
-    ASSERT_THAT(Loads(), ElementsAre("09:00:30"));
-    ASSERT_EQ(transmitter.commands.size(), 1u);
-    EXPECT_EQ(transmitter.commands[0].GetType(), 300);
-    EXPECT_THAT(transmitter.commands[0].Payload(), ElementsAre(1));
-}
-
 TEST_F(RandomSchedule, AResetOfAGroupThatIsNotCurrentDoesNotInterruptTheWait) {
     Group(3);
     Group(5);

@@ -30,12 +30,7 @@ const TTime kStart(2024, 8, 1, 10, 0, 0);
 class SelfTimedSchedule : public ::testing::Test {
   protected:
     SelfTimedSchedule() {
-        transmitter.respond = [this](WORD type, CPacket& reply) {
-            if (type == 219)
-                reply.SetTime(closeAt(TTime::GetCurrentTime()));
-            if (type == 31)
-                reply.SetTime(TTime::GetCurrentTime());
-        };
+        transmitter.windowClose = [this] { return closeAt(TTime::GetCurrentTime()); };
         messenger.Settings().Enabled = true;
     }
     void TearDown() override { messenger.Stop(); }
@@ -141,51 +136,6 @@ TEST_F(SelfTimedSchedule, ATransmitterWithoutValidTimeIsAskedAgainEveryMinute) {
     EXPECT_THAT(Debug(), Contains("ST WaitForNext: Waiting for valid time..."));
     EXPECT_THAT(LoadTimes(), ElementsAre());
 }
-
-// A frame that is good but carries no valid time (here 3 payload bytes) is a failed exchange:
-// asked again only after the dead time, and warned of once for as long as it lasts.
-class TimeReplyWithoutValidTime : public SelfTimedSchedule,
-                                  public ::testing::WithParamInterface<WORD> {
-  protected:
-    // Each exchange takes the transmitter's wake delay, as on a real port.
-    void Break() {
-        transmitter.respond = [this, times = transmitter.respond](WORD type, CPacket& reply) {
-            if (type != GetParam())
-                return times(type, reply);
-            Sleep(1500);
-            reply.SetBytes({0x07, 0xE8, 0x08});
-        };
-    }
-    std::size_t Warnings() const {
-        return log.Count(TReportLevel::Warning,
-                         "ST WaitForNext: Corvane answered " + std::to_string(GetParam()) +
-                             " without a valid time (3 payload bytes); asking again after each "
-                             "dead time.");
-    }
-};
-
-TEST_P(TimeReplyWithoutValidTime, IsAFailedExchangeWarnedOncePerFault) {
-    FirstCloseIn(300);
-    const auto healthy = transmitter.respond;
-    Break();
-    RunFor(TTimeSpan(0, 0, 3, 20));
-    EXPECT_EQ(std::count(transmitter.requests.begin(), transmitter.requests.end(), GetParam()), 7)
-        << "one each 31.5 s";
-    EXPECT_EQ(Warnings(), 1u);
-
-    transmitter.respond = healthy;
-    Sleep(210'000);
-    EXPECT_THAT(LoadTimes(), ElementsAre(280)) << "the schedule goes on once the time is good";
-    Break();
-    Sleep(60'000);
-    EXPECT_EQ(Warnings(), 2u) << "a new fault is told again";
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, TimeReplyWithoutValidTime, ::testing::Values(WORD{219}, WORD{31}),
-                         [](const auto& info) {
-                             return info.param == 219 ? std::string("WindowCloseTime")
-                                                      : std::string("CurrentTime");
-                         });
 
 TEST_F(SelfTimedSchedule, TheThreadSortsTheBlocksBySequenceAsItStarts) {
     SelfTimed first(messenger.Registry(), messenger.Settings());
@@ -326,17 +276,14 @@ class OperatorLoadWhileRecording : public WhileRecording,
 TEST_P(OperatorLoadWhileRecording, RestartsByTheTransmittersAnswer) {
     const RestartRow& row = GetParam();
     std::size_t asked = 0;
-    transmitter.respond = [&, times = transmitter.respond](WORD type, CPacket& reply) {
-        if (type != 770)
-            return times(type, reply);
+    transmitter.startAnswer = [&] {
         const std::string answer = asked < row.answers.size() ? row.answers[asked] : "";
         ++asked;
-        if (answer.empty()) {
+        if (answer.empty())
             transmitter.silent.insert(770);
-            return;
-        }
-        transmitter.silent.erase(770);
-        reply.SetBytes(std::vector<BYTE>(answer.begin(), answer.end()));
+        else
+            transmitter.silent.erase(770);
+        return std::wstring(answer.begin(), answer.end());
     };
 
     EXPECT_EQ(messenger.ApplySettingsAndLoad(L"TEST"), row.loaded);
