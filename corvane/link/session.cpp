@@ -44,14 +44,14 @@ bool WaitForDeadtime(TWaitable& stopEvent, TWaitable* alsoStop) {
 }
 
 bool Exchange(const SessionContext& session, const CPacket& request, CPacket& reply,
-              DeadTime deadTime, DWORD lockWait) {
+              DeadTime deadTime, DWORD lockWait, const ReplyJudge& judge) {
     TSingleLock lock(session.sessionLock);
     bool ok = false;
     if (lock.Lock(lockWait)) {
         if (OpenSessionPort(session.link, session.portIndex)) {
             // The transmitter's port sleeps between exchanges and needs this long to wake.
             Sleep(kWakeDelayMs);
-            ok = session.link.Send(request, reply, lockWait);
+            ok = session.link.Send(request, reply, lockWait) && (!judge || judge(reply));
             CloseSessionPort(session.link);
         }
     }

@@ -3,6 +3,7 @@
 // is free between exchanges and a re-plugged transmitter is found anew.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "corvane/link/packet.h"
@@ -42,11 +43,15 @@ struct SessionContext {
     TWaitable* messengerStop = nullptr;  // ends the dead-time wait too, when set
 };
 
+// Judges a reply that arrived as a valid frame, under the session lock; false makes the exchange
+// a failed one, as if no reply had come.
+using ReplyJudge = std::function<bool(const CPacket& reply)>;
+
 // One exchange: take the session lock within `lockWait` ms; open the port; let the transmitter
 // wake for 1500 ms; Send (same lock wait); close. When it did not succeed and `deadTime` is
 // Wait, the dead-time wait runs while the session lock is still held. True when a valid reply
-// arrived.
+// arrived and `judge`, when given, took it.
 bool Exchange(const SessionContext& session, const CPacket& request, CPacket& reply,
-              DeadTime deadTime, DWORD lockWait);
+              DeadTime deadTime, DWORD lockWait, const ReplyJudge& judge = {});
 
 }  // namespace corvane

@@ -13,10 +13,10 @@ SessionTransmitter::SessionTransmitter(CPacketComm& link, TSemaphore& sessionLoc
     : link_(link), sessionLock_(sessionLock), station_(station) {}
 
 bool SessionTransmitter::Exchange(const CPacket& request, CPacket& reply, ExchangeWait wait,
-                                  DWORD lockWait) {
+                                  DWORD lockWait, const ReplyJudge& judge) {
     const SessionContext session{link_, sessionLock_, station_.portIndex,
                                  GetEngine().GetStopEvent(), wait.stop};
-    return corvane::Exchange(session, request, reply, wait.deadTime, lockWait);
+    return corvane::Exchange(session, request, reply, wait.deadTime, lockWait, judge);
 }
 
 CommandResult SessionTransmitter::SendCommand(const CPacket& request, CPacket& reply,
@@ -49,17 +49,31 @@ bool SessionTransmitter::Command(WORD type, ExchangeWait wait) {
     return Exchange(CPacket(type), reply, wait);
 }
 
-bool SessionTransmitter::ReadTimeReply(WORD type, TTime& time, ExchangeWait wait) {
+bool SessionTransmitter::ReadTimeReply(WORD type, TTime& time, ExchangeWait wait,
+                                       std::atomic<bool>& faulty) {
     CPacket reply;
-    return Exchange(CPacket(type), reply, wait) && reply.ReadTime(0, time);
+    // A good frame without a valid time is a failed exchange all the same: its dead time is
+    // waited out like a missing reply's, or the self-timed messenger would ask again at once,
+    // one exchange per wake delay for as long as the fault lasts. Told once per fault.
+    return Exchange(CPacket(type), reply, wait, INFINITE, [&](const CPacket& answer) {
+        if (answer.ReadTime(0, time)) {
+            faulty.store(false);
+            return true;
+        }
+        if (!faulty.exchange(true)) {
+            TReport::Warning("Corvane answered %d without a valid time (%d payload bytes).",
+                             static_cast<int>(type), static_cast<int>(answer.GetLength()));
+        }
+        return false;
+    });
 }
 
 bool SessionTransmitter::ReadWindowClose(TTime& close, ExchangeWait wait) {
-    return ReadTimeReply(cmd::kStWindowClose, close, wait);
+    return ReadTimeReply(cmd::kStWindowClose, close, wait, windowCloseFaulty_);
 }
 
 bool SessionTransmitter::ReadCurrentTime(TTime& now, ExchangeWait wait) {
-    return ReadTimeReply(cmd::kCurrentTime, now, wait);
+    return ReadTimeReply(cmd::kCurrentTime, now, wait, currentTimeFaulty_);
 }
 
 bool SessionTransmitter::LoadSelfTimedMessage(const std::wstring& text, ExchangeWait wait) {

@@ -11,6 +11,7 @@
 #include "corvane/link/packet.h"
 #include "corvane/link/packet_comm.h"
 #include "corvane/link/send_choices.h"
+#include "corvane/link/session.h"
 #include "corvane/link/transmitter.h"
 #include "platform/sync.h"
 #include "platform/types.h"
@@ -35,9 +36,9 @@ class SessionTransmitter final : public Transmitter {
 
     // One exchange (session.h): the session lock within `lockWait` ms, the port opened for it,
     // the dead-time wait after a failure when `wait` asks for it. True when a valid reply
-    // arrived into `reply`.
+    // arrived into `reply` and `judge`, when given, took it.
     bool Exchange(const CPacket& request, CPacket& reply, ExchangeWait wait,
-                  DWORD lockWait = INFINITE);
+                  DWORD lockWait = INFINITE, const ReplyJudge& judge = {});
     // An exchange without limit on the lock wait, judged by the link and, with RefuseOnText, by
     // the refusal rule of checked commands.
     CommandResult SendCommand(const CPacket& request, CPacket& reply, ReplyCheck check,
@@ -51,6 +52,9 @@ class SessionTransmitter final : public Transmitter {
     // Set by the first clock synchronisation that got a valid time; never cleared.
     bool HasTimeBeenObtained() const { return timeObtained_.load(); }
 
+    // A reply without a valid 7-byte time is a failed exchange (the dead-time wait included),
+    // told by Warning "Corvane answered %d without a valid time (%d payload bytes)." once, until
+    // a reply of that code carries a time again.
     bool ReadWindowClose(TTime& close, ExchangeWait wait) override;
     bool ReadCurrentTime(TTime& now, ExchangeWait wait) override;
     // Reads the transmitter's clock and sets the logger's to it when they differ by more than a
@@ -75,12 +79,15 @@ class SessionTransmitter final : public Transmitter {
   private:
     // A request without payload, judged by the link only.
     bool Command(WORD type, ExchangeWait wait);
-    bool ReadTimeReply(WORD type, TTime& time, ExchangeWait wait);
+    // `faulty`: whether the last reply of this type lacked a valid time.
+    bool ReadTimeReply(WORD type, TTime& time, ExchangeWait wait, std::atomic<bool>& faulty);
 
     CPacketComm& link_;
     TSemaphore& sessionLock_;
     const StationSettings station_;
     std::atomic<bool> timeObtained_{false};
+    std::atomic<bool> windowCloseFaulty_{false};
+    std::atomic<bool> currentTimeFaulty_{false};
 };
 
 }  // namespace corvane

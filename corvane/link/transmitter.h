@@ -32,7 +32,8 @@ class Transmitter {
     virtual ~Transmitter() = default;
 
     // When the current self-timed window closes. False when the exchange failed or the reply
-    // carried no time; `close` is then unspecified.
+    // carried no time, which is a failed exchange too (the dead-time wait follows when `wait`
+    // asks for it); `close` is then unspecified.
     virtual bool ReadWindowClose(TTime& close, ExchangeWait wait) = 0;
     // The transmitter's own time of day; false as ReadWindowClose.
     virtual bool ReadCurrentTime(TTime& now, ExchangeWait wait) = 0;

@@ -63,10 +63,11 @@ class SelfTimedMsgr {
 
     // The schedule, run by the thread; public so that a test can drive one step at a time.
     // True when it is time to load the message: 20 s before the current window closes. False
-    // when the caller should ask again (a failed exchange, a transmitter without valid time
-    // after a one-minute wait, a window more than ten minutes away after a clock
-    // synchronisation and a one-minute wait, a window closer than 20 s after sleeping it out,
-    // a clock change during the wait) or stop.
+    // when the caller should ask again (a failed exchange, a reply to 219 or 31 without a valid
+    // time, both after the dead-time wait; a transmitter without valid time after a one-minute
+    // wait, a window more than ten minutes away after a clock synchronisation and a one-minute
+    // wait, a window closer than 20 s after sleeping it out, a clock change during the wait) or
+    // stop.
     bool WaitForNextInsertion();
     // Builds the message and loads it (216). Warns "Failed formatting self-timed tx data." or
     // "Failed sending self-timed tx data to Corvane." and returns false on failure.
