@@ -239,7 +239,6 @@ bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
                                         nullptr) == CommandResult::Accepted;
     };
     bool wasRunning = false;
-    bool ok = true;
     if (transmitter_.PushesConfiguration()) {
         if (GetEngine().IsRunning()) {
             if (!send(corvane::cmd::kMasterStop))
@@ -247,16 +246,17 @@ bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
             wasRunning = true;
             Sleep(kStopPauseMs);
         }
-        ok = transmitter_.SendSatIdAndOffset() && UploadConfig();
+        // A transmitter that did not take the set-up is neither loaded nor restarted: a restart
+        // would transmit on settings the operator did not give it, and its answer would hide
+        // the failure.
+        if (!transmitter_.SendSatIdAndOffset() || !UploadConfig())
+            return false;
     }
+    bool ok = send(corvane::cmd::kStOperatorLoad);
     if (ok) {
-        ok = send(corvane::cmd::kStOperatorLoad);
-        if (ok) {
-            // Deliberately not looked at: the 218 that follows tells whether the load took.
-            transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, DeadTime::Skip,
-                                     nullptr);
-            ok = send(corvane::cmd::kStOperatorSend);
-        }
+        // Deliberately not looked at: the 218 that follows tells whether the load took.
+        transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, DeadTime::Skip, nullptr);
+        ok = send(corvane::cmd::kStOperatorSend);
     }
     if (wasRunning)
         ok = Restart();
