@@ -94,7 +94,7 @@ bool RunSendToMakerDialog(CCorvane& corvane, CEngine& engine) {
         engine.Stop();
         stoppedRecording = true;
     }
-    const bool sent = corvane.SendAll(SendToMakerRequests(dialog.Request()));
+    const bool sent = corvane.Session().WriteParameters(SendToMakerRequests(dialog.Request()));
     if (sent) {
         MessageDlg(nullptr, L"Send-to-Marvek command has been successfully output to Corvane.", 0,
                    MB_OK | MB_ICONINFORMATION);
