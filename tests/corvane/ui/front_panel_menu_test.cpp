@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -171,6 +173,34 @@ TEST_F(FrontPanelMenu, ASatelliteIdChangedWhileRecordingGoesOutInTheRestartsStar
     EXPECT_THAT(Requests(started), testing::StartsWith("771: 200:00 300:00 338:00 506:01 771: "
                                                        "200:00 300:00 338:00 40:0a1b2c3d "));
     EXPECT_TRUE(engine.IsRunning());
+}
+
+// The host's display, remembering when each line was written.
+class TimedDisplay : public tarvo::host::BackendDisplay {
+  public:
+    void Write(const std::wstring& text, int line, bool clear) override {
+        written.emplace_back(text, tarvo::host::NowMicros());
+        BackendDisplay::Write(text, line, clear);
+    }
+    std::vector<std::pair<std::wstring, tarvo::host::Micros>> written;
+};
+
+TEST_F(FrontPanelMenu, TestTxLoadsTheSelfTimedMessageAndShowsTheResultForThreeSeconds) {
+    corvane.SelfTimed().SetHook([](std::wstring& message, int) {
+        message = L"HG 2.91";
+        return true;
+    });
+    op->PressKeys(L">>*");
+    op->AnswerOKCancel(true);
+    op->PressKeys(L"\x1b*");
+    TimedDisplay timed;
+    RunFrontPanelMenu(timed, corvane, engine);
+    EXPECT_THAT(Screens(), testing::IsSupersetOf({L"Are you sure?", L"Sending...", L"Tx Sent."}));
+    EXPECT_THAT(Requests(), testing::EndsWith("236: 216:484720322e3931 218:"));
+    auto sent = std::find_if(timed.written.begin(), timed.written.end(),
+                             [](const auto& w) { return w.first == L"Tx Sent."; });
+    ASSERT_LT(sent + 1, timed.written.end());
+    EXPECT_EQ(((sent + 1)->second - sent->second) / 1000, 3000) << "until the menu shows again";
 }
 
 }  // namespace
