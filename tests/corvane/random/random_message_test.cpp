@@ -126,8 +126,9 @@ TEST_F(RandomMessage, SortingKeepsTheListOrderOfEqualSequences) {
          "NumVals=\"1\" />\n");
     Feed(L"P3", TTime(2024, 7, 1, 10, 15, 0), 0.0);
     Messenger().SortRandomBlocks();
-    EXPECT_EQ(Message(3), L"WLXE_?"
-                          L"?//////@@@?~\\@SR");
+    EXPECT_EQ(Message(3),
+              L"WLXE_?"
+              L"?//////@@@?~\\@SR");
 }
 
 TEST_F(RandomMessage, AGroupWithoutItsBlockLeavesTheTextAndOperatorsAreTold) {
