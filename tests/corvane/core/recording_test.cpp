@@ -224,7 +224,7 @@ void PrintTo(const UploadRow& row, std::ostream* out) {
 
 class SelfTimedUpload : public ::testing::TestWithParam<UploadRow> {};
 
-TEST_P(SelfTimedUpload, StartAndStopSendTheSettingsTheRowDescribes) {
+TEST_P(SelfTimedUpload, SendsTheSettingsTheRowDescribes) {
     const UploadRow& row = GetParam();
     Bench b;
     b.St().Enabled = true;
@@ -467,7 +467,7 @@ INSTANTIATE_TEST_SUITE_P(
 // The messengers start after the start sequence's master start and stop before the stop
 // sequence's first command: stopped 2 s before the self-timed messenger would load, no 216
 // follows the transmitter's shut-down.
-TEST(Recording, MessengersRunOnlyBetweenTheStartAndTheStopSequences) {
+TEST(Recording, MessengersRunOnlyBetweenTheTwoSequences) {
     Bench b;
     b.St().Enabled = true;
     b.St().Time = L"00:05:00";

@@ -154,7 +154,7 @@ TEST_F(SelfTimedSchedule, InsatAllowsSixHundredTwentySecondsAfterLoading) {
         700);
 }
 
-TEST_F(SelfTimedSchedule, AFailedLoadIsReportedAndTheScheduleGoesOn) {
+TEST_F(SelfTimedSchedule, AFailedLoadDoesNotStopTheSchedule) {
     transmitter.silent = {216};
     FirstCloseIn(300);
     RunFor(TTimeSpan(0, 1, 10, 0));
