@@ -9,6 +9,7 @@
 #include "corvane/random/random_config_push.h"
 #include "corvane/random/random_consistency.h"
 #include "corvane/random/rnd_group.h"
+#include "corvane/shared/sequence_order.h"
 #include "platform/clock.h"
 #include "platform/report.h"
 
@@ -27,19 +28,6 @@ namespace {
 
 bool ValidSlot(int group) {
     return group >= 0 && group < CRandomMsgr::kSlots;
-}
-
-// An exchange sort that restarts after every swap: equal sequences keep their list order.
-void SortBySequence(std::vector<Random*>& blocks) {
-    std::size_t i = 1;
-    while (i < blocks.size()) {
-        if (blocks[i]->Sequence() < blocks[i - 1]->Sequence()) {
-            std::swap(blocks[i], blocks[i - 1]);
-            i = 1;
-        } else {
-            ++i;
-        }
-    }
 }
 
 }  // namespace
@@ -158,10 +146,7 @@ void CRandomMsgr::ThreadProc() {
         slot.lastTx = now;
         slot.nextTx = now;
     }
-    {
-        TSingleLock lock(listLock_, true);
-        SortBySequence(randoms_);
-    }
+    SortRandomBlocks();
     while (WaitForSingleObject(StopEvent(), 0) != WAIT_OBJECT_0) {
         if (WaitForNext())
             FormatAndSend();
@@ -251,6 +236,11 @@ bool CRandomMsgr::FormatAndSend() {
     return true;
 }
 
+void CRandomMsgr::SortRandomBlocks() {
+    TSingleLock lock(listLock_, true);
+    corvane::SortBySequence(randoms_);
+}
+
 bool CRandomMsgr::BuildGroupMessage(int group, std::wstring& text) const {
     return Build(group, RandomBlocks(), text);
 }
@@ -302,7 +292,7 @@ bool CRandomMsgr::GetGroupMessage(int group, std::wstring& text) const {
     text.clear();
     // The list is sorted only when the thread starts: the operator sees what will be sent.
     std::vector<Random*> randoms = RandomBlocks();
-    SortBySequence(randoms);
+    corvane::SortBySequence(randoms);
     if (!GroupBlocks().empty() && !Build(group, randoms, text)) {
         text = L"An error occurred formatting the message.";
         return false;
