@@ -186,6 +186,13 @@ class Builder {
             if (block.GetSelfTimedData(0, reader_.request.now, reading, digits) &&
                 reading.IsValid())
                 text = reading.GetValue().AsWString();
+            // A value that two lines send is reported once, with the units a line gives it.
+            for (NosRecentValue& known : recent)
+                if (known.sensor == block.Label()) {
+                    if (known.units.empty())
+                        known.units = units;
+                    return;
+                }
             recent.push_back({dataTime, block.Label(), text, units});
         };
         add(line.primary, line.units);
