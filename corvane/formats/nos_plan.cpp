@@ -96,7 +96,9 @@ bool ReadLine(const std::array<std::wstring, NosFormatTable::kColumns>& row, int
               const std::vector<const MessageBlock*>& blocks, NosPlan& plan, NosLine& out) {
     const std::wstring flag = Trimmed(row[kFlag]);
     const bool level = flag.size() == 1 && IsNosLevelFlag(flag[0]);
-    if (flag.size() != 1 || (!level && std::wcschr(kOtherFlags, flag[0]) == nullptr)) {
+    // wcschr finds the terminator too: a NUL read from the file is no flag.
+    if (flag.size() != 1 || flag[0] == L'\0' ||
+        (!level && std::wcschr(kOtherFlags, flag[0]) == nullptr)) {
         return LeaveOut(line, "no such block flag", flag);
     }
     out.line = line;
