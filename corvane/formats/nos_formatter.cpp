@@ -29,7 +29,7 @@ std::wstring Signed2(Whole value) {
 }
 
 Whole Scaled(std::optional<double> reading, double scale, double offset) {
-    if (!reading)
+    if (!reading || !std::isfinite(*reading * scale + offset))
         return std::nullopt;
     const double v = std::clamp(*reading * scale + offset, -1e9, 1e9);
     return std::lround(v);

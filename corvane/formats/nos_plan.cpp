@@ -1,5 +1,6 @@
 #include "corvane/formats/nos_plan.h"
 
+#include <cmath>
 #include <cwchar>
 
 #include "corvane/shared/wide_text.h"
@@ -46,12 +47,13 @@ bool ParseNumber(const std::wstring& text, double& value) {
         return false;
     wchar_t* end = nullptr;
     value = std::wcstod(text.c_str(), &end);
-    return end == text.c_str() + text.size();
+    return end == text.c_str() + text.size() && std::isfinite(value);
 }
 
 bool ParseWhole(const std::wstring& text, long& value) {
     double number = 0;
-    if (!ParseNumber(text, number) || number != static_cast<double>(static_cast<long>(number)))
+    // Offsets are millimetres: far beyond any field, but within a long before the cast.
+    if (!ParseNumber(text, number) || std::fabs(number) > 1e9 || number != std::floor(number))
         return false;
     value = static_cast<long>(number);
     return true;
