@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/engine/plugin.h"
+#include "host/log/report_sinks.h"
 #include "host/setup/setup_file.h"
 
 namespace {
@@ -49,6 +50,22 @@ TEST(CorvanePlugin, EveryControlExportIsFoundByItsExactName) {
         EXPECT_NE(dlsym(library, name), nullptr) << name;
     }
     dlclose(library);
+}
+
+TEST(CorvanePlugin, LoaderFindsEveryOperatorExportByName) {
+    auto plugin = LoadCorvane();
+    ASSERT_NE(plugin, nullptr);
+    const auto& e = plugin->Exports();
+    ASSERT_NE(e.CreateControlPanelEntry, nullptr);
+    ASSERT_NE(e.DisplayProc, nullptr);
+    ASSERT_NE(e.GetMenuEntry, nullptr);
+    ASSERT_NE(e.IsMainMenu, nullptr);
+    EXPECT_EQ(std::wstring(e.GetMenuEntry()), L"Edit Corvane (*)");
+    EXPECT_EQ(e.IsMainMenu(), 0);
+    tarvo::host::LogCapture log;
+    EXPECT_EQ(e.DisplayProc(nullptr, nullptr), 1);
+    EXPECT_TRUE(log.Contains(TReportLevel::Warning,
+                             "Corvane display procedure recieved NULL display pointer."));
 }
 
 TEST(CorvanePlugin, SectionReadThroughTheLoaderIsWrittenBackAsItWasRead) {

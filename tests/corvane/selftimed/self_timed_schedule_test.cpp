@@ -311,6 +311,21 @@ TEST_F(WhileRecording, TheOperatorLoadGivesUpWhenStoppingTransmissionsFails) {
     EXPECT_THAT(transmitter.requests, Not(Contains(770)));
 }
 
+class OperatorLoadAfterAFailedSetUp : public WhileRecording,
+                                      public ::testing::WithParamInterface<WORD> {};
+
+TEST_P(OperatorLoadAfterAFailedSetUp, NeitherLoadsNorRestarts) {
+    transmitter.silent = {GetParam()};
+    EXPECT_FALSE(messenger.ApplySettingsAndLoad(L"TEST"));
+    EXPECT_THAT(transmitter.requests, Not(Contains(236)));
+    EXPECT_THAT(transmitter.requests, Not(Contains(216)));
+    EXPECT_THAT(transmitter.requests, Not(Contains(770)));
+}
+
+// The satellite id, the offset, and the first and last writes of the upload.
+INSTANTIATE_TEST_SUITE_P(Table, OperatorLoadAfterAFailedSetUp, ::testing::Values(40, 37, 202, 232),
+                         [](const auto& info) { return "silent_" + std::to_string(info.param); });
+
 TEST_F(SelfTimedSchedule, TheOperatorLoadWhileRecordingRestartsOnlyWhileTheMessengerRuns) {
     tarvo::test::TempDir dir;
     std::ofstream(dir.File("setup.xml")) << "<TarvoSetup><Blocks></Blocks></TarvoSetup>";
