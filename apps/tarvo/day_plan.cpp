@@ -1,0 +1,125 @@
+#include "apps/tarvo/day_plan.h"
+
+#include <algorithm>
+#include <set>
+
+#include "apps/tarvo/widest_message.h"
+#include "corvane/random/random_settings.h"
+#include "corvane/selftimed/self_timed_settings.h"
+#include "host/text/utf8.h"
+#include "platform/time.h"
+
+namespace tarvo::runner {
+namespace {
+
+constexpr long kDaySeconds = 86'400;
+
+std::wstring Get(const std::map<std::wstring, SectionElement>& settings,
+                 const std::wstring& element, const std::wstring& key) {
+    const auto e = settings.find(element);
+    if (e == settings.end())
+        return L"";
+    const auto v = e->second.find(key);
+    return v == e->second.end() ? L"" : v->second;
+}
+
+long Number(const std::wstring& text) {
+    return std::wcstol(text.c_str(), nullptr, 10);
+}
+
+long Seconds(const std::wstring& text) {
+    return static_cast<long>(StrToMS(text) / 1000);
+}
+
+template <typename List>
+std::string NameAt(const List& list, long index) {
+    if (index < 0 || index >= static_cast<long>(list.size()))
+        return "type " + std::to_string(index);
+    return host::ToUtf8(list[static_cast<std::size_t>(index)].name);
+}
+
+}  // namespace
+
+int AlarmDayTransmissions(long burstCount, long burstSeconds, long alarmSeconds) {
+    const long bursts = std::max(1L, burstCount);
+    const long burstSpan = (bursts - 1) * std::max(0L, burstSeconds);
+    if (burstSpan >= kDaySeconds)
+        return static_cast<int>(std::max(0L, burstSeconds) == 0 ? bursts
+                                                                : kDaySeconds / burstSeconds + 1);
+    const long afterBursts = alarmSeconds > 0 ? (kDaySeconds - burstSpan) / alarmSeconds : 0;
+    return static_cast<int>(bursts + afterBursts);
+}
+
+SelfTimedPlan PlanSelfTimed(const std::map<std::wstring, SectionElement>& settings,
+                            const std::vector<StationBlock>& blocks) {
+    const auto get = [&settings](const wchar_t* key) { return Get(settings, L"SelfTimed", key); };
+    const long type = Number(get(L"Type"));
+    SelfTimedPlan plan{.enabled = Number(get(L"Enabled")) != 0,
+                       .format = host::ToUtf8(get(L"Format")),
+                       .channel = static_cast<int>(Number(get(L"Channel"))),
+                       .typeName = NameAt(kSelfTimedTypes, type),
+                       .rate = SelfTimedBitRate(static_cast<int>(type)),
+                       .windowSeconds = Seconds(get(L"WinLen")),
+                       .centred = Number(get(L"CenterWin")) != 0,
+                       .firstSeconds = Seconds(get(L"Time")) % kDaySeconds,
+                       .rateSeconds = Seconds(get(L"Rate"))};
+    if (plan.rateSeconds > 0)
+        plan.perDay = static_cast<int>((kDaySeconds - plan.firstSeconds + plan.rateSeconds - 1) /
+                                       plan.rateSeconds);
+    std::vector<StationBlock> selfTimed;
+    for (const StationBlock& b : blocks) {
+        if (b.kind == StationBlock::Kind::SelfTimed)
+            selfTimed.push_back(b);
+    }
+    plan.widestBytes = WidestSelfTimedMessage(get(L"Format"), Number(get(L"NumVals")),
+                                              plan.rateSeconds, selfTimed);
+    if (plan.widestBytes && plan.rate)
+        plan.fits = FitsWindow(*plan.rate, *plan.widestBytes, plan.windowSeconds);
+    return plan;
+}
+
+RandomPlan PlanRandom(const std::map<std::wstring, SectionElement>& settings,
+                      const std::vector<StationBlock>& blocks) {
+    const auto get = [&settings](const wchar_t* key) { return Get(settings, L"Random", key); };
+    const long type = Number(get(L"Type"));
+    const long format = Number(get(L"Format"));
+    RandomPlan plan{.enabled = Number(get(L"Enabled")) != 0,
+                    .format = format == 0 || format == 1
+                                  ? host::ToUtf8(kRandomFormats[static_cast<std::size_t>(format)])
+                                  : "format " + std::to_string(format),
+                    .channel = static_cast<int>(Number(get(L"Channel"))),
+                    .typeName = NameAt(kRandomTypes, type),
+                    .rate = RandomBitRate(static_cast<int>(type))};
+    // The groups that transmit: those of the enabled RndGroup blocks.
+    std::set<long> groups;
+    for (const StationBlock& b : blocks) {
+        if (b.kind == StationBlock::Kind::RndGroup && b.enabled)
+            groups.insert(b.group);
+    }
+    for (const long g : groups) {
+        std::string label;
+        for (const StationBlock& b : blocks) {
+            if (b.kind == StationBlock::Kind::RndGroup && b.group == g) {
+                label = host::ToUtf8(b.label.substr(0, 3));
+                break;
+            }
+        }
+        GroupPlan group{
+            .group = g,
+            .label = label,
+            .widestBytes = WidestRandomMessage(g, format, Number(get(L"NumVals")), blocks),
+            .hasSlot = g >= 2 && g <= 7,
+            .normalSeconds = Seconds(get(L"NormRate")),
+            .burstCount = Number(get(L"BurstCount")),
+            .burstSeconds = Seconds(get(L"BurstRate")),
+            .alarmSeconds = Seconds(get(L"AlarmRate"))};
+        if (group.normalSeconds > 0)
+            group.normalPerDay = static_cast<int>(kDaySeconds / group.normalSeconds);
+        group.alarmDayTransmissions =
+            AlarmDayTransmissions(group.burstCount, group.burstSeconds, group.alarmSeconds);
+        plan.groups.push_back(group);
+    }
+    return plan;
+}
+
+}  // namespace tarvo::runner
