@@ -120,7 +120,7 @@ TEST(Runner, HelpIsCompleteAndTrue) {
     }
     EXPECT_EQ(Tarvo({"run", "--help"}).out, r.out);
     // Every option the help names is one the command line takes, with a value when the help
-    // shows one, in run or in call or on its own.
+    // shows one, in run, call or check, or on its own.
     const std::regex named(R"((--[a-z-]+)( [A-Z])?(?=[\s\],]))");
     int options = 0;
     for (std::sregex_iterator it(r.out.begin(), r.out.end(), named), end; it != end; ++it) {
