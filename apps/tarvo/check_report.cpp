@@ -50,6 +50,16 @@ long LastWindow(const SelfTimedPlan& st) {
     return st.firstSeconds + static_cast<long>(st.perDay > 0 ? st.perDay - 1 : 0) * st.rateSeconds;
 }
 
+// The extras the transmitter appends, which no count includes.
+std::string Appended(bool battery, bool position) {
+    if (!battery && !position)
+        return "";
+    const std::string what = battery && position ? "battery voltage and position"
+                             : battery           ? "battery voltage"
+                                                 : "position";
+    return "    not counted: the " + what + " the transmitter appends (no public size)\n";
+}
+
 void PrintSelfTimed(const SelfTimedPlan& st, std::FILE* out) {
     if (!st.enabled) {
         std::fputs("  self-timed: off\n", out);
@@ -75,6 +85,7 @@ void PrintSelfTimed(const SelfTimedPlan& st, std::FILE* out) {
                             AirSeconds(*st.rate, *st.widestBytes)))
                 .c_str(),
             st.fits ? "to spare" : "too long", MostBytesInWindow(*st.rate, st.windowSeconds));
+    std::fputs(Appended(st.appendsBattery, st.appendsPosition).c_str(), out);
     if (st.perDay > 0)
         std::fprintf(out,
                      "    windows %s-%s to %s-%s; each message loaded %ld s before its window "
@@ -94,6 +105,7 @@ void PrintRandom(const RandomPlan& rt, std::FILE* out) {
     }
     std::fprintf(out, "  random: %s on channel %d, %s\n", rt.format.c_str(), rt.channel,
                  rt.typeName.c_str());
+    std::fputs(Appended(rt.appendsBattery, rt.appendsPosition).c_str(), out);
     if (rt.groups.empty())
         std::fputs("    no enabled RndGroup block: nothing is sent\n", out);
     for (const GroupPlan& g : rt.groups) {
@@ -179,12 +191,15 @@ void PrintCheckJson(const CheckReport& report, std::FILE* out) {
             (st.widestBytes && st.rate ? Fixed2(AirSeconds(*st.rate, *st.widestBytes)) : "null") +
             ",\"mostBytes\":" +
             (st.rate ? std::to_string(MostBytesInWindow(*st.rate, st.windowSeconds)) : "null") +
-            ",\"fits\":" + (st.fits ? "true" : "false") + "}";
+            ",\"fits\":" + (st.fits ? "true" : "false") +
+            ",\"appendsBattery\":" + (st.appendsBattery ? "true" : "false") +
+            ",\"appendsPosition\":" + (st.appendsPosition ? "true" : "false") + "}";
     const RandomPlan& rt = report.random;
     json += ",\"random\":{\"enabled\":" + std::string(rt.enabled ? "true" : "false") +
             ",\"format\":" + JsonText(rt.format) + ",\"channel\":" + std::to_string(rt.channel) +
             ",\"type\":" + JsonText(rt.typeName) + ",\"bitsPerSecond\":" + JsonRate(rt.rate) +
-            ",\"groups\":[";
+            ",\"appendsBattery\":" + (rt.appendsBattery ? "true" : "false") +
+            ",\"appendsPosition\":" + (rt.appendsPosition ? "true" : "false") + ",\"groups\":[";
     for (std::size_t i = 0; i < rt.groups.size(); ++i) {
         const GroupPlan& g = rt.groups[i];
         json += (i > 0 ? "," : "") + std::string("{\"group\":") + std::to_string(g.group) +

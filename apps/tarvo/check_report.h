@@ -30,6 +30,9 @@ struct SelfTimedPlan {
     int perDay = 0;
     std::optional<int> widestBytes{};  // none: the format is not predicted
     bool fits = true;
+    // What the transmitter appends itself, of no public size and so not counted.
+    bool appendsBattery = false;
+    bool appendsPosition = false;
 };
 
 struct GroupPlan {
@@ -51,6 +54,8 @@ struct RandomPlan {
     int channel = 0;
     std::string typeName{};
     std::optional<BitRate> rate{};
+    bool appendsBattery = false;
+    bool appendsPosition = false;
     std::vector<GroupPlan> groups{};
 };
 

@@ -63,6 +63,8 @@ SelfTimedPlan PlanSelfTimed(const std::map<std::wstring, SectionElement>& settin
                        .centred = Number(get(L"CenterWin")) != 0,
                        .firstSeconds = Seconds(get(L"Time")) % kDaySeconds,
                        .rateSeconds = Seconds(get(L"Rate"))};
+    plan.appendsBattery = Number(get(L"Quality")) != 0;
+    plan.appendsPosition = Number(get(L"LatLon")) != 0;
     if (plan.rateSeconds > 0)
         plan.perDay = static_cast<int>((kDaySeconds - plan.firstSeconds + plan.rateSeconds - 1) /
                                        plan.rateSeconds);
@@ -90,6 +92,8 @@ RandomPlan PlanRandom(const std::map<std::wstring, SectionElement>& settings,
                     .channel = static_cast<int>(Number(get(L"Channel"))),
                     .typeName = NameAt(kRandomTypes, type),
                     .rate = RandomBitRate(static_cast<int>(type))};
+    plan.appendsBattery = Number(get(L"Quality")) != 0;
+    plan.appendsPosition = Number(get(L"LatLon")) != 0;
     // The groups that transmit: those of the enabled RndGroup blocks.
     std::set<long> groups;
     for (const StationBlock& b : blocks) {

@@ -81,6 +81,10 @@ struct BrokenRule {
     const char* says;
 };
 
+void PrintTo(const BrokenRule& rule, std::ostream* os) {
+    *os << rule.name;
+}
+
 class TarvoCheckRule : public ::testing::TestWithParam<BrokenRule> {};
 
 TEST_P(TarvoCheckRule, IsFoundAtItsLineWithWhatIsExpected) {
@@ -167,6 +171,10 @@ struct AirtimeRow {
     long window;
     int most;
 };
+
+void PrintTo(const AirtimeRow& row, std::ostream* os) {
+    *os << row.name;
+}
 
 class AirtimeBoundary : public ::testing::TestWithParam<AirtimeRow> {};
 
