@@ -59,6 +59,15 @@ inline constexpr int kSelfTimedTypeArgosScd = 9;
 inline constexpr std::array<const wchar_t*, 8> kSelfTimedFormats = {
     L"SHEF", L"SHEF Fixed", L"Bin Int", L"Bin Non-Int", L"NOS", L"NFDRS", L"INSAT", L"Handar"};
 
+// The SHEF formats, the only ones under which a block's UseCalcTime takes effect.
+inline bool IsShefFormat(const std::wstring& format) {
+    return format == kSelfTimedFormats[0] || format == kSelfTimedFormats[1];
+}
+// "Bin Int" interleaves the blocks' values, so every block carries the settings' NumVals.
+inline bool IsInterleavedFormat(const std::wstring& format) {
+    return format == kSelfTimedFormats[2];
+}
+
 // Indexed by Antenna (self-timed and random alike).
 inline constexpr std::array<const wchar_t*, 3> kAntennas = {L"YAGI (10-11db)",
                                                             L"Dome/Hat (5.5-8db)", L"Omni (3db)"};
