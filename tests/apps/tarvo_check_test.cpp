@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -71,6 +72,18 @@ TEST(TarvoCheck, ACleanSetupPassesWithExitStatusZero) {
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_THAT(r.out, HasSubstr("station.xml: recording start accepts it"));
     EXPECT_THAT(r.out, Not(HasSubstr("station.xml:1")));
+}
+
+TEST(TarvoCheck, EveryExampleIsClean) {
+    std::vector<std::string> args = {"check"};
+    for (const auto& entry : std::filesystem::directory_iterator(EXAMPLES_DIR)) {
+        if (entry.path().extension() == ".xml")
+            args.push_back(entry.path().string());
+    }
+    ASSERT_GT(args.size(), 1u);
+    TempDir dir;
+    const Result r = Tarvo(args, dir.Path());
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
 }
 
 struct BrokenRule {
