@@ -182,31 +182,25 @@ int HearModule(const CheckOptions& options, const std::string& path, std::FILE* 
 }
 
 void AddModuleWords(const ModuleWords& words, const SectionInFile& file,
-                    const std::map<std::wstring, SectionElement>& settings,
-                    const std::vector<StationBlock>& blocks, bool transmits, CheckReport& report) {
+                    const SectionElements& settings, const std::vector<StationBlock>& blocks,
+                    bool transmits, CheckReport& report) {
     for (const std::string& w : words.loadWarnings)
         report.notes.push_back({WarningLine(w, file), "the module warns: \"" + w + "\""});
     for (const std::string& c : words.conversions) {
-        const auto stored = file.values.find(L"SelfTimed");
-        const std::wstring before = stored == file.values.end()       ? L""
-                                    : stored->second.count(L"Format") ? stored->second.at(L"Format")
-                                                                      : L"";
+        const std::wstring before = SettingOf(file.values, L"SelfTimed", L"Format");
         report.notes.push_back(
             {file.LineOf(L"SelfTimed", L"Format"), "SelfTimed Format \"" + host::ToUtf8(before) +
                                                        "\" is an older setup's number (\"" + c +
                                                        "\"), expected a format name"});
     }
-    if (const auto st = file.values.find(L"SelfTimed"); st != file.values.end()) {
-        const auto winLen = st->second.find(L"WinLen");
-        const auto now = settings.find(L"SelfTimed");
-        if (winLen != st->second.end() && winLen->second.find(L':') == std::wstring::npos &&
-            now != settings.end())
-            report.notes.push_back({file.LineOf(L"SelfTimed", L"WinLen"),
-                                    "SelfTimed WinLen \"" + host::ToUtf8(winLen->second) +
-                                        "\" is an older setup's seconds, read as \"" +
-                                        host::ToUtf8(now->second.at(L"WinLen")) +
-                                        "\", expected a time \"HH:MM:SS\""});
-    }
+    // An older setup's WinLen is a count of seconds; the module writes back what it made of it.
+    const std::wstring winLen = SettingOf(file.values, L"SelfTimed", L"WinLen");
+    if (!winLen.empty() && winLen.find(L':') == std::wstring::npos)
+        report.notes.push_back({file.LineOf(L"SelfTimed", L"WinLen"),
+                                "SelfTimed WinLen \"" + host::ToUtf8(winLen) +
+                                    "\" is an older setup's seconds, read as \"" +
+                                    host::ToUtf8(SettingOf(settings, L"SelfTimed", L"WinLen")) +
+                                    "\", expected a time \"HH:MM:SS\""});
     if (!words.validation.empty()) {
         for (const std::string& reason : Reasons(words.validation)) {
             CheckProblem p = Locate(reason, blocks, file.sectionLine);

@@ -14,19 +14,6 @@ namespace {
 
 constexpr long kDaySeconds = 86'400;
 
-std::wstring Get(const std::map<std::wstring, SectionElement>& settings,
-                 const std::wstring& element, const std::wstring& key) {
-    const auto e = settings.find(element);
-    if (e == settings.end())
-        return L"";
-    const auto v = e->second.find(key);
-    return v == e->second.end() ? L"" : v->second;
-}
-
-long Number(const std::wstring& text) {
-    return std::wcstol(text.c_str(), nullptr, 10);
-}
-
 long Seconds(const std::wstring& text) {
     return static_cast<long>(StrToMS(text) / 1000);
 }
@@ -50,21 +37,26 @@ int AlarmDayTransmissions(long burstCount, long burstSeconds, long alarmSeconds)
     return static_cast<int>(bursts + afterBursts);
 }
 
-SelfTimedPlan PlanSelfTimed(const std::map<std::wstring, SectionElement>& settings,
+SelfTimedPlan PlanSelfTimed(const SectionElements& settings,
                             const std::vector<StationBlock>& blocks) {
-    const auto get = [&settings](const wchar_t* key) { return Get(settings, L"SelfTimed", key); };
-    const long type = Number(get(L"Type"));
-    SelfTimedPlan plan{.enabled = Number(get(L"Enabled")) != 0,
+    const auto get = [&settings](const wchar_t* key) {
+        return SettingOf(settings, L"SelfTimed", key);
+    };
+    const auto number = [&settings](const wchar_t* key) {
+        return NumberOf(settings, L"SelfTimed", key);
+    };
+    const long type = number((L"Type"));
+    SelfTimedPlan plan{.enabled = number((L"Enabled")) != 0,
                        .format = host::ToUtf8(get(L"Format")),
-                       .channel = static_cast<int>(Number(get(L"Channel"))),
+                       .channel = static_cast<int>(number((L"Channel"))),
                        .typeName = NameAt(kSelfTimedTypes, type),
                        .rate = SelfTimedBitRate(static_cast<int>(type)),
                        .windowSeconds = Seconds(get(L"WinLen")),
-                       .centred = Number(get(L"CenterWin")) != 0,
+                       .centred = number((L"CenterWin")) != 0,
                        .firstSeconds = Seconds(get(L"Time")) % kDaySeconds,
                        .rateSeconds = Seconds(get(L"Rate"))};
-    plan.appendsBattery = Number(get(L"Quality")) != 0;
-    plan.appendsPosition = Number(get(L"LatLon")) != 0;
+    plan.appendsBattery = number((L"Quality")) != 0;
+    plan.appendsPosition = number((L"LatLon")) != 0;
     if (plan.rateSeconds > 0)
         plan.perDay = static_cast<int>((kDaySeconds - plan.firstSeconds + plan.rateSeconds - 1) /
                                        plan.rateSeconds);
@@ -73,27 +65,31 @@ SelfTimedPlan PlanSelfTimed(const std::map<std::wstring, SectionElement>& settin
         if (b.kind == StationBlock::Kind::SelfTimed)
             selfTimed.push_back(b);
     }
-    plan.widestBytes = WidestSelfTimedMessage(get(L"Format"), Number(get(L"NumVals")),
-                                              plan.rateSeconds, selfTimed);
+    plan.widestBytes =
+        WidestSelfTimedMessage(get(L"Format"), number((L"NumVals")), plan.rateSeconds, selfTimed);
     if (plan.widestBytes && plan.rate)
         plan.fits = FitsWindow(*plan.rate, *plan.widestBytes, plan.windowSeconds);
     return plan;
 }
 
-RandomPlan PlanRandom(const std::map<std::wstring, SectionElement>& settings,
-                      const std::vector<StationBlock>& blocks) {
-    const auto get = [&settings](const wchar_t* key) { return Get(settings, L"Random", key); };
-    const long type = Number(get(L"Type"));
-    const long format = Number(get(L"Format"));
-    RandomPlan plan{.enabled = Number(get(L"Enabled")) != 0,
+RandomPlan PlanRandom(const SectionElements& settings, const std::vector<StationBlock>& blocks) {
+    const auto get = [&settings](const wchar_t* key) {
+        return SettingOf(settings, L"Random", key);
+    };
+    const auto number = [&settings](const wchar_t* key) {
+        return NumberOf(settings, L"Random", key);
+    };
+    const long type = number((L"Type"));
+    const long format = number((L"Format"));
+    RandomPlan plan{.enabled = number((L"Enabled")) != 0,
                     .format = format == 0 || format == 1
                                   ? host::ToUtf8(kRandomFormats[static_cast<std::size_t>(format)])
                                   : "format " + std::to_string(format),
-                    .channel = static_cast<int>(Number(get(L"Channel"))),
+                    .channel = static_cast<int>(number((L"Channel"))),
                     .typeName = NameAt(kRandomTypes, type),
                     .rate = RandomBitRate(static_cast<int>(type))};
-    plan.appendsBattery = Number(get(L"Quality")) != 0;
-    plan.appendsPosition = Number(get(L"LatLon")) != 0;
+    plan.appendsBattery = number((L"Quality")) != 0;
+    plan.appendsPosition = number((L"LatLon")) != 0;
     // The groups that transmit: those of the enabled RndGroup blocks.
     std::set<long> groups;
     for (const StationBlock& b : blocks) {
@@ -108,15 +104,14 @@ RandomPlan PlanRandom(const std::map<std::wstring, SectionElement>& settings,
                 break;
             }
         }
-        GroupPlan group{
-            .group = g,
-            .label = label,
-            .widestBytes = WidestRandomMessage(g, format, Number(get(L"NumVals")), blocks),
-            .hasSlot = g >= 2 && g <= 7,
-            .normalSeconds = Seconds(get(L"NormRate")),
-            .burstCount = Number(get(L"BurstCount")),
-            .burstSeconds = Seconds(get(L"BurstRate")),
-            .alarmSeconds = Seconds(get(L"AlarmRate"))};
+        GroupPlan group{.group = g,
+                        .label = label,
+                        .widestBytes = WidestRandomMessage(g, format, number((L"NumVals")), blocks),
+                        .hasSlot = g >= 2 && g <= 7,
+                        .normalSeconds = Seconds(get(L"NormRate")),
+                        .burstCount = number((L"BurstCount")),
+                        .burstSeconds = Seconds(get(L"BurstRate")),
+                        .alarmSeconds = Seconds(get(L"AlarmRate"))};
         if (group.normalSeconds > 0)
             group.normalPerDay = static_cast<int>(kDaySeconds / group.normalSeconds);
         group.alarmDayTransmissions =

@@ -12,10 +12,9 @@
 namespace tarvo::runner {
 
 // `settings` is the module's section as the module writes it back.
-SelfTimedPlan PlanSelfTimed(const std::map<std::wstring, SectionElement>& settings,
+SelfTimedPlan PlanSelfTimed(const SectionElements& settings,
                             const std::vector<StationBlock>& blocks);
-RandomPlan PlanRandom(const std::map<std::wstring, SectionElement>& settings,
-                      const std::vector<StationBlock>& blocks);
+RandomPlan PlanRandom(const SectionElements& settings, const std::vector<StationBlock>& blocks);
 
 // Transmissions of a day of continuous alarm: `burstCount` at the burst rate (the first soon
 // after the alarm), then at the alarm rate for the rest of the day.

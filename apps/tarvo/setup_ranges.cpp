@@ -9,33 +9,19 @@
 namespace tarvo::runner {
 namespace {
 
-std::wstring Get(const std::map<std::wstring, SectionElement>& settings,
-                 const std::wstring& element, const std::wstring& key) {
-    const auto e = settings.find(element);
-    if (e == settings.end())
-        return L"";
-    const auto v = e->second.find(key);
-    return v == e->second.end() ? L"" : v->second;
-}
-
-// The module's own reading of a number: leading digits, 0 when none.
-long Number(const std::wstring& text) {
-    return std::wcstol(text.c_str(), nullptr, 10);
-}
-
 std::string Quoted(const std::wstring& text) {
     return "\"" + host::ToUtf8(text) + "\"";
 }
 
 struct Checker {
-    const std::map<std::wstring, SectionElement>& settings;
+    const SectionElements& settings;
     const SectionInFile& file;
     std::vector<CheckProblem>& problems;
 
     void Add(int line, const std::string& text) { problems.push_back({line, text}); }
 
     void Range(const wchar_t* element, const wchar_t* key, long low, long high) {
-        const long value = Number(Get(settings, element, key));
+        const long value = NumberOf(settings, element, key);
         if (value < low || value > high)
             Add(file.LineOf(element, key),
                 host::ToUtf8(element) + " " + host::ToUtf8(key) + " is " + std::to_string(value) +
@@ -44,7 +30,7 @@ struct Checker {
     }
 
     void Time(const wchar_t* element, const wchar_t* key) {
-        const std::wstring text = Get(settings, element, key);
+        const std::wstring text = SettingOf(settings, element, key);
         if (!ValidateTime(text))
             Add(file.LineOf(element, key),
                 host::ToUtf8(element) + " " + host::ToUtf8(key) + " is " + Quoted(text) +
@@ -52,7 +38,7 @@ struct Checker {
     }
 
     void FormatName() {
-        const std::wstring format = Get(settings, L"SelfTimed", L"Format");
+        const std::wstring format = SettingOf(settings, L"SelfTimed", L"Format");
         std::string names;
         for (const wchar_t* name : kSelfTimedFormats) {
             if (format == name)
@@ -64,7 +50,7 @@ struct Checker {
     }
 
     void SatelliteId(const wchar_t* element, const wchar_t* key) {
-        const std::wstring id = Get(settings, element, key);
+        const std::wstring id = SettingOf(settings, element, key);
         bool hex = id.size() == 8;
         for (const wchar_t c : id)
             hex = hex && std::iswxdigit(static_cast<wint_t>(c));
@@ -118,12 +104,12 @@ void DataTimes(const StationBlock& b, std::vector<CheckProblem>& problems) {
 
 }  // namespace
 
-void CheckRanges(const std::map<std::wstring, SectionElement>& settings, const SectionInFile& file,
+void CheckRanges(const SectionElements& settings, const SectionInFile& file,
                  const std::vector<StationBlock>& blocks, std::vector<CheckProblem>& problems) {
     Checker c{settings, file, problems};
     c.SatelliteId(L"Common", L"SatID");
-    const bool selfTimed = Number(Get(settings, L"SelfTimed", L"Enabled")) != 0;
-    const bool random = Number(Get(settings, L"Random", L"Enabled")) != 0;
+    const bool selfTimed = NumberOf(settings, L"SelfTimed", L"Enabled") != 0;
+    const bool random = NumberOf(settings, L"Random", L"Enabled") != 0;
     if (selfTimed) {
         c.Range(L"SelfTimed", L"Channel", 1, 999);
         c.Range(L"SelfTimed", L"Type", 0, 13);
@@ -135,8 +121,8 @@ void CheckRanges(const std::map<std::wstring, SectionElement>& settings, const S
         c.Time(L"SelfTimed", L"Time");
         c.Time(L"SelfTimed", L"Rate");
         c.Time(L"SelfTimed", L"WinLen");
-        if (ValidateTime(Get(settings, L"SelfTimed", L"Rate")) &&
-            StrToMS(Get(settings, L"SelfTimed", L"Rate")) == 0)
+        if (ValidateTime(SettingOf(settings, L"SelfTimed", L"Rate")) &&
+            StrToMS(SettingOf(settings, L"SelfTimed", L"Rate")) == 0)
             c.Add(file.LineOf(L"SelfTimed", L"Rate"),
                   "SelfTimed Rate is \"00:00:00\", expected a rate greater than 0");
     }

@@ -15,7 +15,7 @@ namespace tarvo::runner {
 // `settings` is the module's section as the module writes it back; `file` says where each value
 // stands. Checks the common settings, and the self-timed and random settings and blocks of the
 // kinds that are enabled.
-void CheckRanges(const std::map<std::wstring, SectionElement>& settings, const SectionInFile& file,
+void CheckRanges(const SectionElements& settings, const SectionInFile& file,
                  const std::vector<StationBlock>& blocks, std::vector<CheckProblem>& problems);
 
 }  // namespace tarvo::runner

@@ -1,5 +1,6 @@
 #include "apps/tarvo/station_blocks.h"
 
+#include <cwchar>
 #include <optional>
 
 #include "host/setup/blocks_section.h"
@@ -100,6 +101,20 @@ std::vector<StationBlock> ReadStationBlocks(const host::HostEngine& engine) {
     return blocks;
 }
 
+std::wstring SettingOf(const SectionElements& elements, const std::wstring& element,
+                       const std::wstring& key) {
+    const auto e = elements.find(element);
+    if (e == elements.end())
+        return L"";
+    const auto v = e->second.find(key);
+    return v == e->second.end() ? L"" : v->second;
+}
+
+long NumberOf(const SectionElements& elements, const std::wstring& element,
+              const std::wstring& key) {
+    return std::wcstol(SettingOf(elements, element, key).c_str(), nullptr, 10);
+}
+
 int SectionInFile::LineOf(const std::wstring& element, const std::wstring& attribute) const {
     if (const auto e = attributeLines.find(element); e != attributeLines.end()) {
         if (const auto a = e->second.find(attribute); a != e->second.end())
@@ -135,7 +150,7 @@ bool ReadSectionInFile(const std::string& path, SectionInFile& section,
     return true;
 }
 
-std::map<std::wstring, SectionElement> ParseSectionText(const std::string& text) {
+SectionElements ParseSectionText(const std::string& text) {
     std::string error;
     SectionInFile parsed;
     if (auto reader = host::MakeSectionReader(text, error))

@@ -42,12 +42,21 @@ std::vector<StationBlock> ReadStationBlocks(const host::HostEngine& engine);
 // One element of the module's section: its attributes by name.
 using SectionElement = std::map<std::wstring, std::wstring>;
 
+using SectionElements = std::map<std::wstring, SectionElement>;
+
+// An attribute's value; empty when the element or the attribute is absent.
+std::wstring SettingOf(const SectionElements& elements, const std::wstring& element,
+                       const std::wstring& key);
+// The same read as a number the way the module reads one: leading digits, 0 when none.
+long NumberOf(const SectionElements& elements, const std::wstring& element,
+              const std::wstring& key);
+
 // The module's section as it stands in the file, with lines.
 struct SectionInFile {
     int sectionLine = 0;
     std::map<std::wstring, int> elementLines{};
     std::map<std::wstring, std::map<std::wstring, int>> attributeLines{};
-    std::map<std::wstring, SectionElement> values{};  // as written in the file
+    SectionElements values{};  // as written in the file
 
     // The attribute's line, else its element's, else the section's.
     int LineOf(const std::wstring& element, const std::wstring& attribute = L"") const;
@@ -59,6 +68,6 @@ bool ReadSectionInFile(const std::string& path, SectionInFile& section,
                        std::vector<StationBlock>& blocks, std::string& error);
 
 // Element by element, the attributes of a section text such as the module writes.
-std::map<std::wstring, SectionElement> ParseSectionText(const std::string& text);
+SectionElements ParseSectionText(const std::string& text);
 
 }  // namespace tarvo::runner
