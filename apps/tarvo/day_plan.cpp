@@ -28,12 +28,12 @@ std::string NameAt(const List& list, long index) {
 }  // namespace
 
 int AlarmDayTransmissions(long burstCount, long burstSeconds, long alarmSeconds) {
+    // The alarm starts at 0; the day is [0, kDaySeconds). Without a rate nothing repeats.
     const long bursts = std::max(1L, burstCount);
     const long burstSpan = (bursts - 1) * std::max(0L, burstSeconds);
     if (burstSpan >= kDaySeconds)
-        return static_cast<int>(std::max(0L, burstSeconds) == 0 ? bursts
-                                                                : kDaySeconds / burstSeconds + 1);
-    const long afterBursts = alarmSeconds > 0 ? (kDaySeconds - burstSpan) / alarmSeconds : 0;
+        return static_cast<int>((kDaySeconds - 1) / burstSeconds + 1);
+    const long afterBursts = alarmSeconds > 0 ? (kDaySeconds - 1 - burstSpan) / alarmSeconds : 0;
     return static_cast<int>(bursts + afterBursts);
 }
 

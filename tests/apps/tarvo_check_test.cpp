@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "apps/tarvo/airtime.h"
+#include "apps/tarvo/day_plan.h"
 #include "tests/apps/support/child_process.h"
 
 namespace {
@@ -207,6 +208,39 @@ INSTANTIATE_TEST_SUITE_P(
                       AirtimeRow{"MinuteAt300", BitRate::Bps300, 60, 2215},
                       AirtimeRow{"MinuteAt1200", BitRate::Bps1200, 60, 8944}),
     [](const auto& info) { return std::string(info.param.name); });
+
+struct AlarmDayRow {
+    const char* name;
+    long burstCount;
+    long burstSeconds;
+    long alarmSeconds;
+    int transmissions;
+};
+
+void PrintTo(const AlarmDayRow& row, std::ostream* os) {
+    *os << row.name;
+}
+
+class AlarmDay : public ::testing::TestWithParam<AlarmDayRow> {};
+
+TEST_P(AlarmDay, CountsTheBurstsThenTheAlarmRateForTheRestOfTheDay) {
+    const AlarmDayRow& row = GetParam();
+    EXPECT_EQ(
+        tarvo::runner::AlarmDayTransmissions(row.burstCount, row.burstSeconds, row.alarmSeconds),
+        row.transmissions);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cadences, AlarmDay,
+                         ::testing::Values(
+                             // Bursts at 00:00, 00:01, 00:02; then hourly from 01:02 to 23:02.
+                             AlarmDayRow{"ThreeBurstsAMinuteApartThenHourly", 3, 60, 3600, 26},
+                             // 00:00, then hourly to 23:00.
+                             AlarmDayRow{"OneBurstThenHourly", 1, 60, 3600, 24},
+                             // 200 bursts ten minutes apart would outlast the day: 00:00 to 23:50.
+                             AlarmDayRow{"BurstsLongerThanTheDay", 200, 600, 3600, 144},
+                             // The last one at the alarm rate falls just before midnight.
+                             AlarmDayRow{"LastOneJustBeforeMidnight", 2, 60, 1439, 61}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // A station whose readings are as wide as the prediction allows: five whole digits and a sign.
 std::string WidestStation(const std::string& format) {
