@@ -20,10 +20,10 @@ namespace {
 
 // What the module said while it read the setup and wrote it back.
 struct ModuleWords {
-    std::vector<std::string> loadWarnings;
-    std::vector<std::string> conversions;  // "Converting format int %d to string %s"
-    std::string validation;                // "Corvane setup: ..." when its checks failed
-    std::string section;                   // the section as the module writes it
+    std::vector<std::string> loadWarnings;  // the module's and the host's
+    std::vector<std::string> conversions;   // "Converting format int %d to string %s"
+    std::string validation;                 // "Corvane setup: ..." when its checks failed
+    std::string section;                    // the section as the module writes it
 };
 
 constexpr const char* kValidationPrefix = "Corvane setup: ";
@@ -185,7 +185,8 @@ void AddModuleWords(const ModuleWords& words, const SectionInFile& file,
                     const SectionElements& settings, const std::vector<StationBlock>& blocks,
                     bool transmits, CheckReport& report) {
     for (const std::string& w : words.loadWarnings)
-        report.notes.push_back({WarningLine(w, file), "the module warns: \"" + w + "\""});
+        report.notes.push_back(
+            {WarningLine(w, file), "loading the setup logs the warning \"" + w + "\""});
     for (const std::string& c : words.conversions) {
         const std::wstring before = SettingOf(file.values, L"SelfTimed", L"Format");
         report.notes.push_back(
