@@ -31,6 +31,15 @@ set(why_platform/ "the platform declarations include only each other")
 set(why_host/ "the host implements platform/ and never includes the module, the simulator or the programs")
 set(why_sim/ "the simulator shares no code with the module")
 
+# Files whose name starts with PREFIX may not include the listed headers even where their folder
+# may: the messenger threads say what they want of the transmitter in its verbs and leave the
+# packets to the link. One row a prefix: PREFIX|HEADER,HEADER,...
+set(forbidden
+  "corvane/selftimed/self_timed_msgr|corvane/link/command_codes.h,corvane/link/packet.h"
+  "corvane/random/random_msgr|corvane/link/command_codes.h,corvane/link/packet.h"
+)
+
+cmake_policy(SET CMP0057 NEW)
 set(bad "")
 file(GLOB_RECURSE sources RELATIVE ${ROOT}
      ${ROOT}/platform/*.h ${ROOT}/host/*.h ${ROOT}/host/*.cpp ${ROOT}/corvane/*.h
@@ -51,8 +60,22 @@ foreach(f ${sources})
       break()
     endif()
   endforeach()
+  set(banned "")
+  foreach(row ${forbidden})
+    string(REPLACE "|" ";" parts "${row}")
+    list(GET parts 0 row_prefix)
+    string(FIND "${f}" "${row_prefix}" at)
+    if(at EQUAL 0)
+      list(GET parts 1 row_headers)
+      string(REPLACE "," ";" row_headers "${row_headers}")
+      list(APPEND banned ${row_headers})
+    endif()
+  endforeach()
   foreach(line ${lines})
     string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*\"([^\"]*)\".*" "\\1" inc "${line}")
+    if(inc IN_LIST banned)
+      string(APPEND bad "  ${f}: #include \"${inc}\": a messenger thread speaks to the transmitter in its verbs (link/transmitter.h), never in packets\n")
+    endif()
     # A folder's internal/ headers are that folder's alone (its tests may look inside).
     if(inc MATCHES "^(.*/)internal/")
       set(owner ${CMAKE_MATCH_1})

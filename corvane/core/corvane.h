@@ -1,6 +1,7 @@
 // The device object: the one transmitter attached to the logger. It is the packet link to it,
-// owns the session lock every exchange passes through, both messengers and the common settings,
-// and reads and writes the module's section of the setup file.
+// owns the session lock every exchange passes through, the transmitter's verbs over that
+// session (which it hands to both messengers), both messengers and the common settings, and
+// reads and writes the module's section of the setup file.
 #pragma once
 
 #include <atomic>
@@ -11,14 +12,14 @@
 #include "corvane/link/packet.h"
 #include "corvane/link/packet_comm.h"
 #include "corvane/link/send_choices.h"
-#include "corvane/link/transmitter.h"
+#include "corvane/link/session_transmitter.h"
 #include "corvane/random/random_msgr.h"
 #include "corvane/selftimed/self_timed_msgr.h"
 #include "platform/sync.h"
 #include "platform/types.h"
 #include "platform/xml_setup.h"
 
-class CCorvane : public CPacketComm, public corvane::Transmitter {
+class CCorvane : public CPacketComm {
   public:
     static constexpr const wchar_t* kFileVersion = L"3.9.0.8";
     static constexpr const wchar_t* kSetupTag = L"Corvane";
@@ -30,6 +31,8 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     const SelfTimedMsgr& SelfTimed() const { return selfTimedMsgr_; }
     CRandomMsgr& Random() { return randomMsgr_; }
     const CRandomMsgr& Random() const { return randomMsgr_; }
+    // The transmitter's verbs over this device's session, as the messengers use them.
+    corvane::SessionTransmitter& Session() { return transmitter_; }
 
     // --- Setup section -----------------------------------------------------------------------
     // The reader stands after "<Corvane>". Elements Common, SelfTimed and Random are read; any
@@ -64,28 +67,20 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // port, 1500 ms wake, Send, close; on failure with `waitDeadTime` the dead-time wait, still
     // under the session lock. True when a valid reply arrived into `reply`.
     bool Exchange(const CPacket& request, CPacket& reply, corvane::DeadTime deadTime,
-                  DWORD lockWait = INFINITE, TWaitable* messengerStop = nullptr);
+                  DWORD lockWait = INFINITE);
 
     // --- Command set -------------------------------------------------------------------------
     // An exchange without limit on the lock wait, judged by link success and, with
     // RefuseOnText, by the refusal rule for checked commands.
     corvane::CommandResult SendCommand(const CPacket& request, corvane::ReplyCheck check,
                                        corvane::DeadTime deadTime = corvane::DeadTime::Skip);
-    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply,
-                                       corvane::ReplyCheck check, corvane::DeadTime deadTime,
-                                       TWaitable* stop) override;
-    // Parameter writes in order, each an unchecked exchange; false at the first without a valid
-    // reply (the rest are not sent).
-    bool SendAll(const std::vector<CPacket>& requests) override;
-    // Loads a formatted message into the self-timed (216) or random (312) transmit buffer as
-    // single-byte text. Judged by link success.
-    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer, corvane::DeadTime deadTime,
-                     TWaitable* stop = nullptr) override;
     // 40 with SatID, then 37 with LTO; both are sent even when the first fails. True only when
     // both succeeded.
-    bool SendSatIdAndOffset() override;
+    bool SendSatIdAndOffset() { return transmitter_.SendSatIdAndOffset(); }
     // 770. Refused only by a reply text other than "Unknown command"; that text is `reason`.
-    corvane::CommandResult MasterStart(std::wstring& reason);
+    corvane::CommandResult MasterStart(std::wstring& reason) {
+        return transmitter_.MasterStart(reason);
+    }
     // The transmitter's status report (4), for an operator who waits: false at once, with no
     // exchange, while neither transmission is enabled; otherwise one exchange waiting at most
     // kOperatorLockWaitMs for the session lock, without dead-time wait. True with the reply's
@@ -116,25 +111,16 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
     // time-change subscribers. Marks the time obtained whenever a valid time came. False only
     // when the exchange failed; a reply of the wrong size or without a valid time is true, with
     // no time obtained.
-    bool SynchronizeClock(corvane::DeadTime deadTime = corvane::DeadTime::Skip,
-                          TWaitable* stop = nullptr) override;
-
-    bool PushesConfiguration() const override { return InitCorvane; }
-    bool PollsBeforeFarWindow() const override { return !NoFarWindowPolling; }
+    bool SynchronizeClock() { return transmitter_.SynchronizeClock({}); }
 
     // --- State -------------------------------------------------------------------------------
     bool IsRunning() const { return running_.load() != 0; }
     bool StartRefused() const { return startRefused_.load(); }
     void SetRunning(bool running) { running_.store(running ? 1 : 0); }
-    bool HasTimeBeenObtained() const { return timeObtained_.load() != 0; }
     // Set by the first clock synchronisation that got a valid time; never cleared.
-    void MarkTimeObtained() { timeObtained_.store(1); }
+    bool HasTimeBeenObtained() const { return transmitter_.HasTimeBeenObtained(); }
     TSemaphore& SessionLock() { return sessionLock_; }
     TSemaphore& StateLock() { return stateLock_; }
-
-  private:
-    SelfTimedMsgr selfTimedMsgr_;
-    CRandomMsgr randomMsgr_;
 
   public:
     // Common settings, as the <Common element holds them.
@@ -148,8 +134,11 @@ class CCorvane : public CPacketComm, public corvane::Transmitter {
 
   private:
     std::atomic<BYTE> running_{0};
-    std::atomic<BYTE> timeObtained_{0};
     std::atomic<bool> startRefused_{false};
     TSemaphore sessionLock_;
     TSemaphore stateLock_;
+    // After the settings and the session lock it reads, before the messengers that use it.
+    corvane::SessionTransmitter transmitter_;
+    SelfTimedMsgr selfTimedMsgr_;
+    CRandomMsgr randomMsgr_;
 };

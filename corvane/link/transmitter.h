@@ -1,42 +1,72 @@
-// The transmitter as the messengers see it: the few operations they need, each a whole locked
-// exchange (or a list of them) through the session. The device object implements it; a test
-// scripts it, so a messenger can be exercised without a device object, a port or a simulator.
+// The transmitter as the messengers see it: what they want of it, in the protocol's verbs. Each
+// verb is one whole locked exchange (or a list of them) through the session; which packet
+// carries it is the implementation's business (session_transmitter.h over the line, a scripted
+// one in tests), so a messenger neither builds nor reads a packet.
 //
-// Every operation may be called from any thread; each exchange takes the session lock itself,
-// waiting without limit. `stop`, where an operation takes it, is the calling messenger's stop
-// event: a failed exchange's dead-time wait ends on it as well as on the end of recording
-// (null: only the latter). None of them throws; failures are a false or non-accepted result
-// plus the link's and session's log lines.
+// Every verb may be called from any thread; each exchange takes the session lock itself,
+// waiting without limit. None of them throws; failures are a false result plus the link's and
+// session's log lines.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "corvane/link/commands.h"
-#include "corvane/link/packet.h"
 #include "corvane/link/send_choices.h"
 #include "platform/sync.h"
+#include "platform/time.h"
+
+class CPacket;
 
 namespace corvane {
+
+// How a failed exchange ends: with the dead-time wait or at once, and which stop event, besides
+// the end of recording, ends that wait early (null: only the end of recording; the calling
+// messenger's stop event otherwise, which it owns and which outlives the call).
+struct ExchangeWait {
+    DeadTime deadTime = DeadTime::Skip;
+    TWaitable* stop = nullptr;
+};
 
 class Transmitter {
   public:
     virtual ~Transmitter() = default;
 
-    // One command and its reply, judged by the link and, with RefuseOnText, by the refusal rule.
-    virtual CommandResult SendCommand(const CPacket& request, CPacket& reply, ReplyCheck check,
-                                      DeadTime deadTime, TWaitable* stop) = 0;
-    // Parameter writes in order, each judged by the link only; false at the first without a
-    // valid reply (the rest are not sent).
-    virtual bool SendAll(const std::vector<CPacket>& requests) = 0;
-    // Loads a message into one of the transmit buffers as single-byte text; judged by the link.
-    virtual bool LoadMessage(const std::wstring& text, TxBuffer buffer, DeadTime deadTime,
-                             TWaitable* stop) = 0;
+    // When the current self-timed window closes. False when the exchange failed or the reply
+    // carried no time; `close` is then unspecified.
+    virtual bool ReadWindowClose(TTime& close, ExchangeWait wait) = 0;
+    // The transmitter's own time of day; false as ReadWindowClose.
+    virtual bool ReadCurrentTime(TTime& now, ExchangeWait wait) = 0;
     // Sets the logger's clock from the transmitter's when they differ; false only when the
     // exchange failed.
-    virtual bool SynchronizeClock(DeadTime deadTime, TWaitable* stop) = 0;
-    // The satellite id and the local time offset; true only when both were taken.
+    virtual bool SynchronizeClock(ExchangeWait wait) = 0;
+
+    // Loads a message into the self-timed or the random transmit buffer as single-byte text.
+    // True when the transmitter took it.
+    virtual bool LoadSelfTimedMessage(const std::wstring& text, ExchangeWait wait) = 0;
+    virtual bool LoadRandomMessage(const std::wstring& text, ExchangeWait wait) = 0;
+    // Transmits the random message loaded last, on the random channel.
+    virtual bool StartRandomMessage(ExchangeWait wait) = 0;
+
+    // The operator's test transmissions. A self-timed test is prepared, the message loaded,
+    // then sent; a random test sends the random message loaded last. True when the exchange
+    // succeeded; none of them waits out the dead time.
+    virtual bool PrepareSelfTimedTest() = 0;
+    virtual bool SendSelfTimedTest() = 0;
+    virtual bool SendRandomTest() = 0;
+
+    // Halts every transmission (master stop). True when the exchange succeeded.
+    virtual bool StopTransmissions() = 0;
+    // Resumes them (master start). True when the exchange succeeded; `answer` is then the
+    // reply's text when it holds two bytes or more, otherwise empty.
+    virtual bool StartTransmissions(std::wstring& answer) = 0;
+
+    // Parameter writes in order, each judged by the link only; false at the first without a
+    // valid reply (the rest are not sent). The uploads build the list.
+    virtual bool WriteParameters(const std::vector<CPacket>& writes) = 0;
+    // The satellite id and the local time offset of the common settings; both are sent even
+    // when the first fails. True only when both were taken.
     virtual bool SendSatIdAndOffset() = 0;
+
     // Whether the setup asks the module to push its whole configuration into the transmitter
     // (recording start, operator tests) rather than rely on what the transmitter holds.
     virtual bool PushesConfiguration() const = 0;

@@ -45,4 +45,18 @@ CPacket RandomParam862Request(const RandomSettings& s) {
     return MakeParam862Request(value);
 }
 
+bool PushRandomConfig(Transmitter& transmitter, const RandomSettings& settings) {
+    if (!transmitter.WriteParameters(RandomConfigRequests(settings))) {
+        return false;
+    }
+    if (RandomTypeHasAntenna(settings.Type)) {
+        // Deliberately assembled and dropped. The transmitter holds one 862, which the self-timed
+        // upload sets (for self-timed Types 10..13) from the self-timed Type and Antenna; sending
+        // this one would overwrite it with a value from the random settings. Stations have
+        // always run without it, so it stays unsent.
+        [[maybe_unused]] const CPacket unsent = RandomParam862Request(settings);
+    }
+    return true;
+}
+
 }  // namespace corvane

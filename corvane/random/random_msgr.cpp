@@ -5,7 +5,6 @@
 #include <mutex>
 
 #include "corvane/formats/pseudobinary.h"
-#include "corvane/link/command_codes.h"
 #include "corvane/random/random_block.h"
 #include "corvane/random/random_config_push.h"
 #include "corvane/random/random_consistency.h"
@@ -61,17 +60,7 @@ bool CRandomMsgr::ValidateRandomSetup(std::wstring& errors) const {
 }
 
 bool CRandomMsgr::PushRandomConfig() {
-    if (!transmitter_.SendAll(corvane::RandomConfigRequests(settings_))) {
-        return false;
-    }
-    if (RandomTypeHasAntenna(settings_.Type)) {
-        // Deliberately assembled and dropped. The transmitter holds one 862, which the self-timed
-        // upload sets (for self-timed Types 10..13) from the self-timed Type and Antenna; sending
-        // this one would overwrite it with a value from the random settings. Stations have
-        // always run without it, so it stays unsent.
-        [[maybe_unused]] const CPacket unsent = corvane::RandomParam862Request(settings_);
-    }
-    return true;
+    return corvane::PushRandomConfig(transmitter_, settings_);
 }
 
 bool CRandomMsgr::Start() {
@@ -240,15 +229,12 @@ bool CRandomMsgr::FormatAndSend() {
         TReport::Warning("Failed formatting random tx data.");
         return false;
     }
-    if (!transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Wait,
-                                  &StopEvent())) {
+    const corvane::ExchangeWait wait{.deadTime = corvane::DeadTime::Wait, .stop = &StopEvent()};
+    if (!transmitter_.LoadRandomMessage(text, wait)) {
         TReport::Warning("Failed sending random tx data to Corvane.");
         return false;
     }
-    CPacket reply;
-    if (transmitter_.SendCommand(corvane::MakeBoolRequest(corvane::cmd::kRandomEnable, true), reply,
-                                 corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Wait,
-                                 &StopEvent()) != corvane::CommandResult::Accepted) {
+    if (!transmitter_.StartRandomMessage(wait)) {
         TReport::Warning("Failed sending random tx command to Corvane.");
         return false;
     }
@@ -323,9 +309,6 @@ bool CRandomMsgr::SendTestMessage(const std::wstring& text) {
         if (!transmitter_.SendSatIdAndOffset() || !PushRandomConfig())
             return false;
     }
-    transmitter_.LoadMessage(text, corvane::TxBuffer::Random, corvane::DeadTime::Skip, nullptr);
-    CPacket reply;
-    return transmitter_.SendCommand(CPacket(corvane::cmd::kRtTestSend), reply,
-                                    corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Skip,
-                                    nullptr) == corvane::CommandResult::Accepted;
+    transmitter_.LoadRandomMessage(text, {});
+    return transmitter_.SendRandomTest();
 }

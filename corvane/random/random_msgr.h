@@ -8,8 +8,8 @@
 // Threads: blocks list themselves on whatever thread makes them (under the list lock);
 // SetGroupAlarm and ResetGroupAlarm run on the processing thread and only write one slot's
 // flags, the alarm group and an event; everything else of the schedule belongs to the worker.
-// It talks to the transmitter only through the narrow Transmitter interface, which the device
-// object that owns it implements.
+// It talks to the transmitter only in the verbs of the Transmitter interface, which the device
+// object that owns it hands it (its session's); it never builds or reads a packet.
 #pragma once
 
 #include <array>

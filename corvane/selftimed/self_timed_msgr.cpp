@@ -4,8 +4,6 @@
 #include <cwchar>
 
 #include "corvane/formats/format_catalogue.h"
-#include "corvane/link/command_codes.h"
-#include "corvane/link/single_byte_text.h"
 #include "corvane/selftimed/self_timed_block.h"
 #include "corvane/selftimed/self_timed_upload.h"
 #include "platform/clock.h"
@@ -52,7 +50,7 @@ bool SelfTimedMsgr::ValidateSetup(std::wstring& errors) const {
 }
 
 bool SelfTimedMsgr::UploadConfig() {
-    return transmitter_.SendAll(corvane::SelfTimedUploadRequests(settings_));
+    return corvane::UploadSelfTimedConfig(transmitter_, settings_);
 }
 
 bool SelfTimedMsgr::Start() {
@@ -119,24 +117,17 @@ void SelfTimedMsgr::ThreadProc() {
         TReport::Debug("Waiting for self-timed tx to complete: %d hours, %d minutes, %d seconds.",
                        wait.hours, wait.minutes, wait.seconds);
         if (WaitForSingleObject(stop, static_cast<DWORD>(allowance) * 1000) == WAIT_TIMEOUT)
-            transmitter_.SynchronizeClock(corvane::DeadTime::Wait, &stop);
+            transmitter_.SynchronizeClock({.deadTime = corvane::DeadTime::Wait, .stop = &stop});
     }
     TReport::Debug("Self-timed messenger thread exiting.");
 }
 
 bool SelfTimedMsgr::WaitForNextInsertion() {
-    using corvane::CommandResult;
     TEvent& stop = worker_.StopEvent();
-    auto ask = [&](WORD code, TTime& time) {
-        CPacket reply;
-        return transmitter_.SendCommand(CPacket(code), reply, corvane::ReplyCheck::LinkOnly,
-                                        corvane::DeadTime::Wait,
-                                        &stop) == CommandResult::Accepted &&
-               reply.ReadTime(0, time);
-    };
+    const corvane::ExchangeWait wait{.deadTime = corvane::DeadTime::Wait, .stop = &stop};
     TTime close;
     for (;;) {
-        if (!ask(corvane::cmd::kStWindowClose, close))
+        if (!transmitter_.ReadWindowClose(close, wait))
             return false;
         if (close != TTime())
             break;
@@ -147,7 +138,7 @@ bool SelfTimedMsgr::WaitForNextInsertion() {
         }
     }
     TTime current;
-    if (!ask(corvane::cmd::kCurrentTime, current))
+    if (!transmitter_.ReadCurrentTime(current, wait))
         return false;
     const std::int64_t toCloseMs = (close - current).GetTotalMilliseconds();
     if (toCloseMs <= 0) {
@@ -161,7 +152,7 @@ bool SelfTimedMsgr::WaitForNextInsertion() {
         toClose.hours, toClose.minutes, toClose.seconds);
     const std::int64_t toCloseS = toCloseMs / 1000;
     if (toCloseS >= kPollBoundS && transmitter_.PollsBeforeFarWindow()) {
-        transmitter_.SynchronizeClock(corvane::DeadTime::Wait, &stop);
+        transmitter_.SynchronizeClock(wait);
         if (WaitForSingleObject(stop, kPollMs) == WAIT_OBJECT_0)
             TReport::Debug("ST WaitForNext: Received stop signal.");
         return false;
@@ -173,11 +164,12 @@ bool SelfTimedMsgr::WaitForNextInsertion() {
         return false;
     }
     const std::int64_t waitMs = toCloseMs - kInsertionMarginS * 1000;
-    const Hms wait = Split(waitMs);
+    const Hms untilInsertion = Split(waitMs);
     TReport::Debug(
         "ST WaitForNext: Next insertion in %d hours, %d minutes, %d seconds, %d "
         "milliseconds.",
-        wait.hours, wait.minutes, wait.seconds, wait.milliseconds);
+        untilInsertion.hours, untilInsertion.minutes, untilInsertion.seconds,
+        untilInsertion.milliseconds);
     TRTCChange clockChange;
     switch (WaitForMultipleObjects({&stop, &clockChange}, static_cast<DWORD>(waitMs))) {
         case WAIT_TIMEOUT:
@@ -198,8 +190,8 @@ bool SelfTimedMsgr::FormatAndSend() {
         TReport::Warning("Failed formatting self-timed tx data.");
         return false;
     }
-    if (!transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, corvane::DeadTime::Wait,
-                                  &worker_.StopEvent())) {
+    if (!transmitter_.LoadSelfTimedMessage(
+            message, {.deadTime = corvane::DeadTime::Wait, .stop = &worker_.StopEvent()})) {
         TReport::Warning("Failed sending self-timed tx data to Corvane.");
         return false;
     }
@@ -230,19 +222,11 @@ bool SelfTimedMsgr::BuildMessageForDisplay(std::wstring& result) const {
 }
 
 bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
-    using corvane::CommandResult;
-    using corvane::DeadTime;
-    using corvane::ReplyCheck;
-    auto send = [&](WORD code) {
-        CPacket reply;
-        return transmitter_.SendCommand(CPacket(code), reply, ReplyCheck::LinkOnly, DeadTime::Skip,
-                                        nullptr) == CommandResult::Accepted;
-    };
     bool wasRunning = false;
     bool ok = true;
     if (transmitter_.PushesConfiguration()) {
         if (GetEngine().IsRunning()) {
-            if (!send(corvane::cmd::kMasterStop))
+            if (!transmitter_.StopTransmissions())
                 return false;
             wasRunning = true;
             Sleep(kStopPauseMs);
@@ -250,12 +234,11 @@ bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
         ok = transmitter_.SendSatIdAndOffset() && UploadConfig();
     }
     if (ok) {
-        ok = send(corvane::cmd::kStOperatorLoad);
+        ok = transmitter_.PrepareSelfTimedTest();
         if (ok) {
-            // Deliberately not looked at: the 218 that follows tells whether the load took.
-            transmitter_.LoadMessage(message, corvane::TxBuffer::SelfTimed, DeadTime::Skip,
-                                     nullptr);
-            ok = send(corvane::cmd::kStOperatorSend);
+            // Deliberately not looked at: the send that follows tells whether the load took.
+            transmitter_.LoadSelfTimedMessage(message, {});
+            ok = transmitter_.SendSelfTimedTest();
         }
     }
     if (wasRunning)
@@ -268,17 +251,9 @@ bool SelfTimedMsgr::Restart() {
     for (int attempt = 0; attempt < kRestartAttempts; ++attempt) {
         if (WaitForSingleObject(worker_.StopEvent(), kRestartPauseMs) == WAIT_OBJECT_0)
             break;
-        CPacket reply;
-        started = transmitter_.SendCommand(CPacket(corvane::cmd::kMasterStart), reply,
-                                           corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Skip,
-                                           nullptr) == corvane::CommandResult::Accepted;
-        if (started) {
-            const std::wstring text =
-                reply.GetLength() >= 2
-                    ? corvane::FromSingleByte(reply.GetPayload(), reply.GetLength())
-                    : std::wstring();
-            started = text == L"System is already running." || text == L"Unknown command";
-        }
+        std::wstring answer;
+        started = transmitter_.StartTransmissions(answer) &&
+                  (answer == L"System is already running." || answer == L"Unknown command");
         if (started)
             break;
     }

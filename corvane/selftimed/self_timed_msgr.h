@@ -1,7 +1,7 @@
 // The self-timed messenger: owns the self-timed settings, its thread and the thread's stop
 // event, and copies the settings into the transmitter when recording starts. It talks to the
-// transmitter only through the narrow Transmitter interface, which the device object that
-// owns it implements.
+// transmitter only in the verbs of the Transmitter interface, which the device object that owns
+// it hands it (its session's); it never builds or reads a packet.
 #pragma once
 
 #include <atomic>

@@ -93,4 +93,8 @@ std::vector<CPacket> SelfTimedUploadRequests(const SelfTimedSettings& s) {
     return requests;
 }
 
+bool UploadSelfTimedConfig(Transmitter& transmitter, const SelfTimedSettings& settings) {
+    return transmitter.WriteParameters(SelfTimedUploadRequests(settings));
+}
+
 }  // namespace corvane

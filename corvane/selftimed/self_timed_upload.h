@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "corvane/link/packet.h"
+#include "corvane/link/transmitter.h"
 #include "corvane/selftimed/self_timed_settings.h"
 #include "platform/types.h"
 
@@ -30,5 +31,9 @@ std::optional<BYTE> DataFormatCode(const std::wstring& format);
 // The whole upload in the order it is sent: 202, 206, 204, 208, 212, 214, 223, 225, 42, then
 // 251 for Type 9 only, 862 for Types 10..13 only and 232 for the four formats above only.
 std::vector<CPacket> SelfTimedUploadRequests(const SelfTimedSettings& settings);
+
+// Writes SelfTimedUploadRequests through `transmitter`: false at the first write that gets no
+// valid reply (the rest are not sent); a refusing reply does not end it.
+bool UploadSelfTimedConfig(Transmitter& transmitter, const SelfTimedSettings& settings);
 
 }  // namespace corvane

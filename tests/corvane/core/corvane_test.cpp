@@ -23,9 +23,11 @@ TEST_F(Device, MessagesLoadAsSingleByteTextIntoTheirOwnBufferThroughThePortThatP
     ScriptedPeer com3(tarvo::host::MapPortToMemory(L"COM3:", false));
     com3.Script({linktest::Reply(312)});
     peer_->Script({linktest::Reply(216)});
-    EXPECT_TRUE(corvane_.LoadMessage(L"HG 12.5 \"x\"", TxBuffer::SelfTimed, DeadTime::Skip));
+    EXPECT_TRUE(corvane_.Session().LoadMessage(L"HG 12.5 \"x\"", TxBuffer::SelfTimed,
+                                               {.deadTime = DeadTime::Skip}));
     corvane_.Port = 1;
-    EXPECT_TRUE(corvane_.LoadMessage(L"@A/", TxBuffer::Random, DeadTime::Skip));
+    EXPECT_TRUE(
+        corvane_.Session().LoadMessage(L"@A/", TxBuffer::Random, {.deadTime = DeadTime::Skip}));
     ASSERT_EQ(peer_->Requests().size(), 1u);
     EXPECT_EQ(peer_->Requests()[0].raw, BuildFrame(0xAA, 1, 216, TextBytes("HG 12.5 \"x\"")));
     ASSERT_EQ(com3.Requests().size(), 1u);
@@ -36,9 +38,11 @@ TEST_F(Device, FailedMessageLoadWaitsTheDeadTimeOnlyWhenAskedAndWhileRecordingRu
     corvane_.Port = 3;  // nothing there
     GetEngine().Run();  // recording: the engine's stop event is clear
     Micros start = tarvo::host::NowMicros();
-    EXPECT_FALSE(corvane_.LoadMessage(L"x", TxBuffer::SelfTimed, DeadTime::Skip));
+    EXPECT_FALSE(
+        corvane_.Session().LoadMessage(L"x", TxBuffer::SelfTimed, {.deadTime = DeadTime::Skip}));
     EXPECT_EQ(MsSince(start), 0);
-    EXPECT_FALSE(corvane_.LoadMessage(L"x", TxBuffer::SelfTimed, DeadTime::Wait));
+    EXPECT_FALSE(
+        corvane_.Session().LoadMessage(L"x", TxBuffer::SelfTimed, {.deadTime = DeadTime::Wait}));
     EXPECT_EQ(MsSince(start), 30000);
 
     TThread stopper(
@@ -48,12 +52,14 @@ TEST_F(Device, FailedMessageLoadWaitsTheDeadTimeOnlyWhenAskedAndWhileRecordingRu
         },
         "engine stop");
     start = tarvo::host::NowMicros();
-    EXPECT_FALSE(corvane_.LoadMessage(L"x", TxBuffer::Random, DeadTime::Wait));
+    EXPECT_FALSE(
+        corvane_.Session().LoadMessage(L"x", TxBuffer::Random, {.deadTime = DeadTime::Wait}));
     EXPECT_EQ(MsSince(start), 3000);
     stopper.Join();
     // Stopped already: no wait at all.
     start = tarvo::host::NowMicros();
-    EXPECT_FALSE(corvane_.LoadMessage(L"x", TxBuffer::Random, DeadTime::Wait));
+    EXPECT_FALSE(
+        corvane_.Session().LoadMessage(L"x", TxBuffer::Random, {.deadTime = DeadTime::Wait}));
     EXPECT_EQ(MsSince(start), 0);
     EXPECT_EQ(log_.Count(TReportLevel::Debug, "WaitForDeadtime(): received stop signal."), 2u);
 }

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "corvane/core/corvane.h"
-#include "corvane/link/command_codes.h"
 #include "corvane/link/support/frame_bytes.h"
 #include "corvane/shared/wide_text.h"
 #include "host/clock/clock.h"
@@ -77,12 +76,8 @@ class ReplyingPeer : public tarvo::host::PassivePeer {
 
 // As the self-timed messenger asks for the window's close and measures the wait to it.
 void AskWindowClose(CCorvane& device) {
-    CPacket reply;
     TTime close;
-    if (device.SendCommand(CPacket(corvane::cmd::kStWindowClose), reply,
-                           corvane::ReplyCheck::LinkOnly, corvane::DeadTime::Skip,
-                           nullptr) == corvane::CommandResult::Accepted &&
-        reply.ReadTime(0, close)) {
+    if (device.Session().ReadWindowClose(close, {})) {
         (void)(close - TTime::GetCurrentTime()).GetTotalMilliseconds();
     }
 }

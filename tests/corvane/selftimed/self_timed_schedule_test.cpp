@@ -29,12 +29,7 @@ const TTime kStart(2024, 8, 1, 10, 0, 0);
 class SelfTimedSchedule : public ::testing::Test {
   protected:
     SelfTimedSchedule() {
-        transmitter.respond = [this](WORD type, CPacket& reply) {
-            if (type == 219)
-                reply.SetTime(closeAt(TTime::GetCurrentTime()));
-            if (type == 31)
-                reply.SetTime(TTime::GetCurrentTime());
-        };
+        transmitter.windowClose = [this] { return closeAt(TTime::GetCurrentTime()); };
         messenger.Settings().Enabled = true;
     }
     void TearDown() override { messenger.Stop(); }
@@ -246,17 +241,14 @@ class OperatorLoadWhileRecording : public WhileRecording,
 TEST_P(OperatorLoadWhileRecording, RestartsByTheTransmittersAnswer) {
     const RestartRow& row = GetParam();
     std::size_t asked = 0;
-    transmitter.respond = [&, times = transmitter.respond](WORD type, CPacket& reply) {
-        if (type != 770)
-            return times(type, reply);
+    transmitter.startAnswer = [&] {
         const std::string answer = asked < row.answers.size() ? row.answers[asked] : "";
         ++asked;
-        if (answer.empty()) {
+        if (answer.empty())
             transmitter.silent.insert(770);
-            return;
-        }
-        transmitter.silent.erase(770);
-        reply.SetBytes(std::vector<BYTE>(answer.begin(), answer.end()));
+        else
+            transmitter.silent.erase(770);
+        return std::wstring(answer.begin(), answer.end());
     };
 
     EXPECT_EQ(messenger.ApplySettingsAndLoad(L"TEST"), row.loaded);

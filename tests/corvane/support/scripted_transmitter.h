@@ -1,5 +1,6 @@
-// A transmitter for messenger tests: it records every request and answers as its script says,
-// with no device object, port or simulator behind it.
+// A transmitter for messenger tests: it records every verb asked of it, as the type code that
+// carries it on the line, and answers as its script says, with no device object, port or
+// simulator behind it.
 #pragma once
 
 #include <functional>
@@ -25,31 +26,48 @@ class ScriptedTransmitter : public corvane::Transmitter {
     std::vector<std::wstring> messages;
     int clockSyncs = 0;
 
-    // Fills the reply to a request (its type is set already); none: an empty payload.
-    std::function<void(WORD type, CPacket& reply)> respond;
+    // The window close that 219 reports (none: no valid time yet) and the master start's
+    // answer text (none: empty).
+    std::function<TTime()> windowClose;
+    std::function<std::wstring()> startAnswer;
 
-    corvane::CommandResult SendCommand(const CPacket& request, CPacket& reply, corvane::ReplyCheck,
-                                       corvane::DeadTime, TWaitable*) override {
-        reply = CPacket(request.GetType());
-        if (respond)
-            respond(request.GetType(), reply);
-        return Answer(request.GetType()) ? corvane::CommandResult::Accepted
-                                         : corvane::CommandResult::LinkFailed;
+    bool pushes = true;
+    bool polls = true;
+
+    bool ReadWindowClose(TTime& close, corvane::ExchangeWait) override {
+        close = windowClose ? windowClose() : TTime();
+        return Answer(219);
     }
-    bool SendAll(const std::vector<CPacket>& list) override {
+    bool ReadCurrentTime(TTime& now, corvane::ExchangeWait) override {
+        now = TTime::GetCurrentTime();
+        return Answer(31);
+    }
+    bool SynchronizeClock(corvane::ExchangeWait) override {
+        ++clockSyncs;
+        return Answer(35);
+    }
+    bool LoadSelfTimedMessage(const std::wstring& text, corvane::ExchangeWait) override {
+        messages.push_back(text);
+        return Answer(216);
+    }
+    bool LoadRandomMessage(const std::wstring& text, corvane::ExchangeWait) override {
+        messages.push_back(text);
+        return Answer(312);
+    }
+    bool StartRandomMessage(corvane::ExchangeWait) override { return Answer(300); }
+    bool PrepareSelfTimedTest() override { return Answer(236); }
+    bool SendSelfTimedTest() override { return Answer(218); }
+    bool SendRandomTest() override { return Answer(314); }
+    bool StopTransmissions() override { return Answer(771); }
+    bool StartTransmissions(std::wstring& answer) override {
+        answer = startAnswer ? startAnswer() : std::wstring();
+        return Answer(770);
+    }
+    bool WriteParameters(const std::vector<CPacket>& list) override {
         for (const CPacket& request : list)
             if (!Answer(request.GetType()))
                 return false;
         return true;
-    }
-    bool LoadMessage(const std::wstring& text, corvane::TxBuffer buffer, corvane::DeadTime,
-                     TWaitable*) override {
-        messages.push_back(text);
-        return Answer(buffer == corvane::TxBuffer::SelfTimed ? 216 : 312);
-    }
-    bool SynchronizeClock(corvane::DeadTime, TWaitable*) override {
-        ++clockSyncs;
-        return Answer(35);
     }
     bool SendSatIdAndOffset() override {
         const bool id = Answer(40);
@@ -57,9 +75,6 @@ class ScriptedTransmitter : public corvane::Transmitter {
     }
     bool PushesConfiguration() const override { return pushes; }
     bool PollsBeforeFarWindow() const override { return polls; }
-
-    bool pushes = true;
-    bool polls = true;
 
   private:
     bool Answer(WORD type) {

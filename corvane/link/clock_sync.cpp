@@ -1,8 +1,8 @@
 // Keeping the logger's clock on the transmitter's.
 #include <cstdint>
 
-#include "corvane/core/corvane.h"
 #include "corvane/link/command_codes.h"
+#include "corvane/link/session_transmitter.h"
 #include "platform/clock.h"
 #include "platform/report.h"
 
@@ -14,10 +14,12 @@ constexpr std::size_t kClockValidOffset = 4;
 
 }  // namespace
 
-bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime, TWaitable* stop) {
+namespace corvane {
+
+bool SessionTransmitter::SynchronizeClock(ExchangeWait wait) {
     TReport::Debug("SynchronizeClock: Attempting to sync time.");
     CPacket reply;
-    if (!Exchange(CPacket(corvane::cmd::kReadClock), reply, deadTime, INFINITE, stop)) {
+    if (!Exchange(CPacket(cmd::kReadClock), reply, wait)) {
         return false;
     }
     if (reply.GetLength() != kClockReplyLength) {
@@ -47,6 +49,8 @@ bool CCorvane::SynchronizeClock(corvane::DeadTime deadTime, TWaitable* stop) {
             TReport::Warning("SynchronizeClock: Failed setting the system time.");
         }
     }
-    MarkTimeObtained();
+    timeObtained_.store(true);
     return true;
 }
+
+}  // namespace corvane
