@@ -70,6 +70,9 @@ void Transmitter::Receive(std::span<const BYTE> bytes) {
     }
     events_.clear();
     reader_.Feed(bytes, now, events_);
+    if (events_.empty()) {
+        return;  // nothing changed since Poll ran the schedule at this instant
+    }
     for (const ReaderEvent& event : events_) {
         Handle(event, now);
     }
