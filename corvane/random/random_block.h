@@ -41,6 +41,10 @@ class Random : public TModule {
     // Keeps a good reading that falls on a data time of one of its groups, then passes every
     // reading on. False when the input is unconnected.
     bool Execute() override;
+    // "Random Properties" of the block; true when the operator pressed OK and the values were
+    // written back. Defined in corvane/ui/ with the other dialogs (see
+    // corvane/ui/block_dialogs.h).
+    bool EditProperties() override;
 
     bool IsMemberOf(int group) const;
     int Sequence() const;

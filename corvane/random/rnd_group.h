@@ -39,6 +39,10 @@ class RndGroup : public TModule {
     void Reset() override;
     // "Random group %d is in alarm." or "Random group %d is not in alarm."
     std::wstring GetStatusText() const override;
+    // "Random Group Properties" of the block; true when the operator pressed OK and the values
+    // passed the page's checks and were written back. Defined in corvane/ui/ with the other
+    // dialogs (see corvane/ui/block_dialogs.h).
+    bool EditProperties() override;
 
     int Group() const;
     std::wstring Label() const;

@@ -5,14 +5,6 @@
 #include "corvane/shared/wide_text.h"
 #include "platform/report.h"
 
-namespace {
-
-bool IsShefFormat(const std::wstring& format) {
-    return format == kSelfTimedFormats[0] || format == kSelfTimedFormats[1];
-}
-
-}  // namespace
-
 SelfTimed::SelfTimed(SelfTimedRegistry& registry, const SelfTimedSettings& settings)
     : TModule(L"SelfTimed"),
       registry_(registry),
@@ -108,7 +100,7 @@ bool SelfTimed::Execute() {
 }
 
 void SelfTimed::Reset() {
-    if (settings_.Format == kSelfTimedFormats[2])
+    if (IsInterleavedFormat(settings_.Format))
         numVals_->SetInteger(settings_.NumVals);
     TSingleLock lock(lock_, true);
     rightDigits_ = 2;

@@ -40,6 +40,10 @@ class SelfTimed : public TModule, public corvane::MessageBlock {
     // Under "Bin Int" NumVals follows the settings; the right digits go back to 2 under every
     // format.
     void Reset() override;
+    // "Self-Timed Properties" of the block (under "Bin Int" its NumVals first follows the
+    // settings); true when the operator pressed OK and the values were written back. Defined in
+    // corvane/ui/ with the other dialogs (see corvane/ui/block_dialogs.h).
+    bool EditProperties() override;
 
     std::wstring Label() const override;
     int Sequence() const;

@@ -223,7 +223,6 @@ bool SelfTimedMsgr::BuildMessageForDisplay(std::wstring& result) const {
 
 bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
     bool wasRunning = false;
-    bool ok = true;
     if (transmitter_.PushesConfiguration()) {
         if (GetEngine().IsRunning()) {
             if (!transmitter_.StopTransmissions())
@@ -231,15 +230,17 @@ bool SelfTimedMsgr::ApplySettingsAndLoad(const std::wstring& message) {
             wasRunning = true;
             Sleep(kStopPauseMs);
         }
-        ok = transmitter_.SendSatIdAndOffset() && UploadConfig();
+        // A transmitter that did not take the set-up is neither loaded nor restarted: a restart
+        // would transmit on settings the operator did not give it, and its answer would hide
+        // the failure.
+        if (!transmitter_.SendSatIdAndOffset() || !UploadConfig())
+            return false;
     }
+    bool ok = transmitter_.PrepareSelfTimedTest();
     if (ok) {
-        ok = transmitter_.PrepareSelfTimedTest();
-        if (ok) {
-            // Deliberately not looked at: the send that follows tells whether the load took.
-            transmitter_.LoadSelfTimedMessage(message, {});
-            ok = transmitter_.SendSelfTimedTest();
-        }
+        // Deliberately not looked at: the send that follows tells whether the load took.
+        transmitter_.LoadSelfTimedMessage(message, {});
+        ok = transmitter_.SendSelfTimedTest();
     }
     if (wasRunning)
         ok = Restart();

@@ -76,10 +76,11 @@ class SelfTimedMsgr {
     // with false.
     bool BuildMessageForDisplay(std::wstring& result) const;
     // The operator's test load, also while recording: with InitCorvane the running system is
-    // stopped (771, then 2000 ms), the satellite id, offset and upload are sent; then 236, the
-    // message (216, its result not looked at) and 218, whose result this is; then a stopped
-    // system is restarted with 770, at most 5 attempts 15 s apart, accepted only with the reply
-    // "System is already running." or "Unknown command" (the last attempt's result).
+    // stopped (771, then 2000 ms), the satellite id, offset and upload are sent, and when one of
+    // them fails that is the end (false, no load, no restart); then 236, the message (216, its
+    // result not looked at) and 218, whose result this is; then a stopped system is restarted
+    // with 770, at most 5 attempts 15 s apart, accepted only with the reply "System is already
+    // running." or "Unknown command" (the last attempt's result).
     bool ApplySettingsAndLoad(const std::wstring& message);
     // The next transmission at or after `time`: the Time and Rate schedule.
     TTime NextTransmissionTime(TTime time) const;

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "corvane/formats/format_catalogue.h"
 #include "platform/xml_setup.h"
 
 // Two sets of defaults on purpose: a newly constructed record holds the member initialisers
@@ -55,9 +56,17 @@ inline constexpr std::array<SelfTimedType, 14> kSelfTimedTypes = {{
 inline constexpr int kSelfTimedTypeInsat = 4;
 inline constexpr int kSelfTimedTypeArgosScd = 9;
 
-// The formats the self-timed properties offer, in list order.
-inline constexpr std::array<const wchar_t*, 8> kSelfTimedFormats = {
-    L"SHEF", L"SHEF Fixed", L"Bin Int", L"Bin Non-Int", L"NOS", L"NFDRS", L"INSAT", L"Handar"};
+// The formats the self-timed properties offer, in list order: the catalogue's.
+inline constexpr const auto& kSelfTimedFormats = corvane::kFormatNames;
+
+// The SHEF formats, the only ones under which a block's UseCalcTime takes effect.
+inline bool IsShefFormat(const std::wstring& format) {
+    return format == kSelfTimedFormats[0] || format == kSelfTimedFormats[1];
+}
+// "Bin Int" interleaves the blocks' values, so every block carries the settings' NumVals.
+inline bool IsInterleavedFormat(const std::wstring& format) {
+    return format == kSelfTimedFormats[2];
+}
 
 // Indexed by Antenna (self-timed and random alike).
 inline constexpr std::array<const wchar_t*, 3> kAntennas = {L"YAGI (10-11db)",

@@ -188,7 +188,7 @@ struct FieldRow {
     const wchar_t* field;
 };
 
-TEST(NfdrsFields, TakeTheirFormAndRangeFromTheLabel) {
+TEST(NfdrsFields, FollowTheirLabel) {
     const FieldRow rows[] = {
         {L"pch", true, TValue(3.456), L"03.46"}, {L"PAH", true, TValue(100.0), L"/////"},
         {L"PCH", true, TValue(-0.5), L"/////"},  {L"PCH", false, TValue(3.0), L"/////"},
@@ -232,7 +232,7 @@ TEST(FormatDispatch, NamesAreExactAndTheHookHasTheLastWord) {
     EXPECT_EQ(message, L"HOOK0") << "the hook alone makes the message of an unknown name";
 }
 
-TEST(FormatDispatch, NosAndInsatAreNamedButNotAvailable) {
+TEST(FormatDispatch, FormatsWithoutAFormatterBuildNothing) {
     tarvo::host::LogCapture log;
     const FakeBlock hg = HgBlock();
     for (const wchar_t* format : {L"NOS", L"INSAT"}) {

@@ -79,16 +79,18 @@ TEST_F(SelfTimedSchedule, LoadsTwentySecondsBeforeEachCloseAndSynchronisesAfterT
     EXPECT_GT(transmitter.clockSyncs, 100);
 }
 
-TEST_F(SelfTimedSchedule, AWindowUnderTwentySecondsAwayIsSkippedAndAtTwentyLoadedAtOnce) {
+TEST_F(SelfTimedSchedule, AWindowUnderTwentySecondsAwayIsSkipped) {
     FirstCloseIn(15);
     RunFor(TTimeSpan(0, 0, 0, 16));
     EXPECT_THAT(LoadTimes(), ElementsAre());
     EXPECT_THAT(Debug(), Contains("ST WaitForNext: Skipping to next interval (need 20 secs before "
                                   "window closes)."));
-    messenger.Stop();
-    FirstCloseIn(16 + 20);  // exactly 20 s from now
+}
+
+TEST_F(SelfTimedSchedule, AWindowTwentySecondsAwayIsLoadedAtOnce) {
+    FirstCloseIn(20);
     RunFor(TTimeSpan(0, 0, 0, 1));
-    EXPECT_THAT(LoadTimes(), ElementsAre(16));
+    EXPECT_THAT(LoadTimes(), ElementsAre(0));
 }
 
 TEST_F(SelfTimedSchedule, SixHundredAndOneSecondsAwayOnlyPollsAndSynchronises) {
@@ -152,7 +154,7 @@ TEST_F(SelfTimedSchedule, InsatAllowsSixHundredTwentySecondsAfterLoading) {
         700);
 }
 
-TEST_F(SelfTimedSchedule, AFailedLoadIsReportedAndTheScheduleGoesOn) {
+TEST_F(SelfTimedSchedule, AFailedLoadDoesNotStopTheSchedule) {
     transmitter.silent = {216};
     FirstCloseIn(300);
     RunFor(TTimeSpan(0, 1, 10, 0));
@@ -296,6 +298,21 @@ TEST_F(WhileRecording, TheOperatorLoadGivesUpWhenStoppingTransmissionsFails) {
     EXPECT_THAT(transmitter.requests, Not(Contains(40))) << "nothing after the failed stop";
     EXPECT_THAT(transmitter.requests, Not(Contains(770)));
 }
+
+class OperatorLoadAfterAFailedSetUp : public WhileRecording,
+                                      public ::testing::WithParamInterface<WORD> {};
+
+TEST_P(OperatorLoadAfterAFailedSetUp, NeitherLoadsNorRestarts) {
+    transmitter.silent = {GetParam()};
+    EXPECT_FALSE(messenger.ApplySettingsAndLoad(L"TEST"));
+    EXPECT_THAT(transmitter.requests, Not(Contains(236)));
+    EXPECT_THAT(transmitter.requests, Not(Contains(216)));
+    EXPECT_THAT(transmitter.requests, Not(Contains(770)));
+}
+
+// The satellite id, the offset, and the first and last writes of the upload.
+INSTANTIATE_TEST_SUITE_P(Table, OperatorLoadAfterAFailedSetUp, ::testing::Values(40, 37, 202, 232),
+                         [](const auto& info) { return "silent_" + std::to_string(info.param); });
 
 TEST_F(SelfTimedSchedule, TheOperatorLoadWhileRecordingRestartsOnlyWhileTheMessengerRuns) {
     tarvo::test::TempDir dir;
