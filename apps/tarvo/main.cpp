@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/tarvo/call_command.h"
+#include "apps/tarvo/check_command.h"
 #include "apps/tarvo/lost_readings.h"
 #include "apps/tarvo/options.h"
 #include "apps/tarvo/run_journal.h"
@@ -29,6 +30,8 @@ int main(int argc, char** argv) {
             return 0;
         case Command::Kind::Call:
             return ExecuteCall(command.call, stdout, stderr);
+        case Command::Kind::Check:
+            return ExecuteCheck(command.check, stdout, stderr);
         case Command::Kind::Blocks:
             return ListBlocks(command.blocks, stdout, stderr);
         case Command::Kind::Run: {

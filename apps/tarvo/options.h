@@ -51,15 +51,23 @@ struct CallOptions {
                          // loaded plug-in that has the export
 };
 
+// `tarvo check`: setups rehearsed without recording or a transmitter.
+struct CheckOptions {
+    std::vector<std::string> setupPaths;
+    std::vector<std::string> plugins;  // --plugin; empty: those installed beside the program
+    bool json = false;                 // --json: one JSON object a setup, one a line
+};
+
 struct BlocksOptions {
     std::vector<std::string> plugins;
 };
 
 struct Command {
-    enum class Kind { Help, Version, Run, Call, Blocks };
+    enum class Kind { Help, Version, Run, Call, Check, Blocks };
     Kind kind = Kind::Help;
     RunOptions run;
     CallOptions call;
+    CheckOptions check;
     BlocksOptions blocks;
 };
 
