@@ -99,29 +99,35 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
     app.add_subcommand("help")->preparse_callback([](std::size_t) { throw CLI::CallForHelp(); });
     CLI::App* run = apps::Prepare(app.add_subcommand("run"));
     CLI::App* call = apps::Prepare(app.add_subcommand("call"));
+    CLI::App* panel = apps::Prepare(app.add_subcommand("panel"));
     CLI::App* blocks = apps::Prepare(app.add_subcommand("blocks"));
     const auto simOptions = AddRunOptions(*run, command.run);
     AddCallOptions(*call, command.call);
+    AddSessionOptions(*panel, command.panel.session);
+    panel->add_option("SETUP", command.panel.session.setupPath);
     blocks->add_option("--plugin", command.blocks.plugins)->allow_extra_args(false);
     if (const apps::Parsed parsed = apps::Parse(app, args, error); parsed != apps::Parsed::Done)
         return parsed == apps::Parsed::Help;  // with the kind Help
     const std::string extra = apps::FirstLeftOver(app);
     const CLI::App* sub = app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();
     const std::string left = sub == nullptr ? "" : apps::FirstLeftOver(*sub);
-    command.kind = *version      ? Kind::Version
-                   : sub == run  ? Kind::Run
-                   : sub == call ? Kind::Call
-                                 : Kind::Blocks;
+    command.kind = *version       ? Kind::Version
+                   : sub == run   ? Kind::Run
+                   : sub == call  ? Kind::Call
+                   : sub == panel ? Kind::Panel
+                                  : Kind::Blocks;
     if (args.empty())
-        error = "expected a command: run, call or blocks (see tarvo --help)";
+        error = "expected a command: run, call, panel or blocks (see tarvo --help)";
     else if (!extra.empty() || (sub == nullptr && !*version))
         error = "unknown command \"" + (extra.empty() ? args[0] : extra) +
-                "\"; expected run, call or blocks (see tarvo --help)";
+                "\"; expected run, call, panel or blocks (see tarvo --help)";
     else if (!left.empty() && (left[0] == '-' || sub != run))
         error = sub->get_name() + (left[0] == '-' ? ": unknown option \"" : ": unexpected \"") +
                 left + "\"";
     else if (sub == call && command.call.exportName.empty())
         error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
+    else if (sub == panel && command.panel.session.setupPath.empty())
+        error = "panel: expected a setup file: tarvo panel SETUP [options]";
     else if (sub == run)
         CheckRun(command.run, simOptions, left, error);
     return error.empty();
@@ -228,6 +234,8 @@ Usage:
                   [--flash-disk DIR] [--storage-card DIR]
   tarvo call SETUP EXPORT [ARG...] [--save] [--module NAME] [--serial NAME=PATH]...
                   [--no-sim] [--plugin PATH]... [--log FILE] [--level LEVEL]
+  tarvo panel SETUP [--serial NAME=PATH]... [--no-sim] [--plugin PATH]... [--log FILE]
+                  [--level LEVEL]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
 
@@ -240,6 +248,13 @@ Commands:
               Nothing records. The transmitter is reached as by run: simulated in process,
               or a device through --serial, such as
                 tarvo call SETUP GetCorvaneStatus --serial COM2:=/dev/ttyUSB0
+  panel       Open the control panel on this terminal (80x24 at least; see docs/console.md):
+              a tree of the control panel items of the loaded plug-ins (Corvane, Self-Timed,
+              Random, the test transmissions) and of the setup's blocks; Enter opens one, Esc
+              leaves. On leaving, when a dialog confirmed a change, it asks whether to save
+              SETUP; a save is atomic and rewrites only the sections that changed. Nothing
+              records. The transmitter is reached as by run. Standard input must be a
+              terminal. --serial, --no-sim, --plugin, --log and --level are as for run.
   blocks      List the block types a setup can use: the host's own (Source, Log) and those of
               the loaded plug-ins, with where each comes from.
 

@@ -51,15 +51,23 @@ struct CallOptions {
                          // loaded plug-in that has the export
 };
 
+// `tarvo panel`: the control panel on the terminal, on the loaded setup.
+struct PanelOptions {
+    // The setup and how the transmitter is reached, as for run (--serial, --no-sim, --plugin,
+    // --log, --level); nothing records.
+    RunOptions session;
+};
+
 struct BlocksOptions {
     std::vector<std::string> plugins;
 };
 
 struct Command {
-    enum class Kind { Help, Version, Run, Call, Blocks };
+    enum class Kind { Help, Version, Run, Call, Panel, Blocks };
     Kind kind = Kind::Help;
     RunOptions run;
     CallOptions call;
+    PanelOptions panel;
     BlocksOptions blocks;
 };
 
