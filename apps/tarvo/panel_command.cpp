@@ -4,11 +4,13 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/tarvo/run_session.h"
 #include "apps/tarvo/section_save.h"
 #include "apps/tarvo/transmitter_hooks.h"
+#include "host/dialogs/display_io.h"
 #include "host/dialogs/terminal_operator.h"
 #include "host/engine/plugin.h"
 #include "host/text/utf8.h"
@@ -24,6 +26,7 @@ struct Target {
     CControlPanelEntry* entry = nullptr;  // with `item`
     int item = -1;
     TModule* block = nullptr;
+    host::Plugin* menu = nullptr;  // the plug-in's front-panel menu
 };
 
 // A plug-in's branch, owned as the platform owns it (deleted through its virtual destructor),
@@ -74,6 +77,12 @@ bool SaveChanged(RunSession& session, std::vector<Branch>& branches,
     return blocksNow == blocksBefore || replace(L"Blocks", blocksNow);
 }
 
+// The module saves what its menu confirms itself, as on the logger.
+void OpenMenu(host::Plugin& plugin) {
+    host::BackendDisplay display;
+    plugin.Exports().DisplayProc(&display, nullptr);
+}
+
 }  // namespace
 
 int ExecutePanel(const PanelOptions& options, std::FILE* out, std::FILE* err) {
@@ -115,13 +124,25 @@ int ExecutePanel(const PanelOptions& options, std::FILE* out, std::FILE* err) {
             b.plugin->SetupTag() + L" (" + host::FromUtf8(b.plugin->FileName()) + L")", {});
         for (int item = 0; item < b.entry->GetItemCount(); ++item)
             add(Line::Kind::Item, L"  " + b.entry->GetItemName(item),
-                {b.entry.get(), item, nullptr});
+                {b.entry.get(), item, nullptr, nullptr});
+    }
+    // The front panel's menu lines, as the logger's keypad shows them.
+    bool menuHeading = false;
+    for (int i = 0; i < engine.GetPluginCount(); ++i) {
+        host::Plugin* plugin = engine.GetPlugin(i);
+        const host::PluginExports& e = plugin->Exports();
+        if (e.DisplayProc == nullptr || e.GetMenuEntry == nullptr)
+            continue;
+        if (!std::exchange(menuHeading, true))
+            add(Line::Kind::Heading, L"Front-panel menu", {});
+        add(Line::Kind::Item, std::wstring(L"  ") + e.GetMenuEntry(),
+            {nullptr, -1, nullptr, plugin});
     }
     if (engine.GetModuleCount() > 0)
         add(Line::Kind::Heading, L"Blocks", {});
     for (int i = 0; i < engine.GetModuleCount(); ++i) {
         TModule* block = engine.GetModule(i);
-        add(Line::Kind::Item, L"  " + block->GetName(), {nullptr, -1, block});
+        add(Line::Kind::Item, L"  " + block->GetName(), {nullptr, -1, block, nullptr});
     }
 
     int status = 0;
@@ -145,7 +166,12 @@ int ExecutePanel(const PanelOptions& options, std::FILE* out, std::FILE* err) {
             const int picked = terminal->Choose(title, lines, focus);
             if (picked >= 0) {
                 const Target& t = targets[static_cast<std::size_t>(picked)];
-                confirmed |= t.entry ? t.entry->OpenItem(t.item) : t.block->EditProperties();
+                if (t.entry)
+                    confirmed |= t.entry->OpenItem(t.item);
+                else if (t.block)
+                    confirmed |= t.block->EditProperties();
+                else
+                    OpenMenu(*t.menu);
                 continue;
             }
             for (const Branch& b : branches)

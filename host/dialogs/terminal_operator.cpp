@@ -155,7 +155,7 @@ int TerminalOperator::Message(const std::wstring& text, int timeout, UINT type,
             Lines(terminal::Wrap(text, static_cast<std::size_t>(width - 4)));
         if (!icon.empty())
             body.insert(body.begin(), {icon, L""});
-        const int height = static_cast<int>(body.size()) + 5;
+        const int height = static_cast<int>(body.size()) + 4;
         const int top = std::max(1, (LINES - height) / 2);
         const int left = 4;
         for (int r = 0; r < height; ++r)
