@@ -189,6 +189,17 @@ TEST_F(TarvoPanel, CtrlCPutsTheTerminalBackInTheModeItHad) {
     EXPECT_EQ(SavedSetup(), original_);
 }
 
+TEST(TarvoPanelSmallTerminal, SaysPlainlyItNeedsMoreRoomUntilEnlarged) {
+    TempDir dir;
+    dir.Write(kSetup, ReadFile(std::string(EXAMPLES_DIR) + "/" + kSetup));
+    TmuxScreen screen(dir.Path(), 60, 20);
+    screen.Type(std::string(TARVO_PROGRAM) + " panel " + kSetup);
+    ASSERT_TRUE(screen.WaitFor("The terminal is 60x20; the console needs at least 80x24."))
+        << screen.Capture();
+    screen.Resize(80, 24);
+    EXPECT_TRUE(screen.WaitFor(kTree)) << screen.Capture();
+}
+
 TEST_F(TarvoPanel, RefusesWhenStandardInputIsNotATerminal) {
     screen_.Type(std::string(TARVO_PROGRAM) + " panel " + kSetup + " < /dev/null; echo EXIT=$?");
     EXPECT_TRUE(screen_.WaitFor("tarvo: panel: standard input is not a terminal"))

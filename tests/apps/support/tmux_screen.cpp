@@ -62,9 +62,10 @@ bool Poll(Seen seen) {
 
 }  // namespace
 
-TmuxScreen::TmuxScreen(const std::string& cwd) : socket_(NewSocketName()) {
-    Tmux({"-L", socket_, "-f", "/dev/null", "new-session", "-d", "-x", "80", "-y", "24", "-c", cwd,
-          "env", "PS1=$ ", "TERM=screen", "bash", "--norc", "--noprofile"});
+TmuxScreen::TmuxScreen(const std::string& cwd, int columns, int lines) : socket_(NewSocketName()) {
+    Tmux({"-L", socket_, "-f", "/dev/null", "new-session", "-d", "-x", std::to_string(columns),
+          "-y", std::to_string(lines), "-c", cwd, "env", "PS1=$ ", "TERM=screen", "bash", "--norc",
+          "--noprofile"});
 }
 
 TmuxScreen::~TmuxScreen() {
@@ -84,6 +85,11 @@ void TmuxScreen::Press(const std::vector<std::string>& keys) {
     std::vector<std::string> args{"-L", socket_, "send-keys"};
     args.insert(args.end(), keys.begin(), keys.end());
     Tmux(args);
+}
+
+void TmuxScreen::Resize(int columns, int lines) {
+    Tmux({"-L", socket_, "resize-window", "-x", std::to_string(columns), "-y",
+          std::to_string(lines)});
 }
 
 std::string TmuxScreen::Capture() const {
