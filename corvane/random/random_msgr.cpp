@@ -9,6 +9,7 @@
 #include "corvane/random/random_config_push.h"
 #include "corvane/random/random_consistency.h"
 #include "corvane/random/rnd_group.h"
+#include "corvane/shared/sequence_order.h"
 #include "platform/clock.h"
 #include "platform/report.h"
 
@@ -145,19 +146,7 @@ void CRandomMsgr::ThreadProc() {
         slot.lastTx = now;
         slot.nextTx = now;
     }
-    {
-        TSingleLock lock(listLock_, true);
-        // An exchange sort that restarts after every swap keeps equal sequences in list order.
-        std::size_t i = 1;
-        while (i < randoms_.size()) {
-            if (randoms_[i]->Sequence() < randoms_[i - 1]->Sequence()) {
-                std::swap(randoms_[i], randoms_[i - 1]);
-                i = 1;
-            } else {
-                ++i;
-            }
-        }
-    }
+    SortRandomBlocks();
     while (WaitForSingleObject(StopEvent(), 0) != WAIT_OBJECT_0) {
         if (WaitForNext())
             FormatAndSend();
@@ -245,6 +234,11 @@ bool CRandomMsgr::FormatAndSend() {
     if (slot.inAlarm.load() && slot.burstsSent.load() < settings_.BurstCount)
         slot.burstsSent.fetch_add(1);
     return true;
+}
+
+void CRandomMsgr::SortRandomBlocks() {
+    TSingleLock lock(listLock_, true);
+    corvane::SortBySequence(randoms_);
 }
 
 bool CRandomMsgr::BuildGroupMessage(int group, std::wstring& text) const {

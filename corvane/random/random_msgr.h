@@ -95,6 +95,9 @@ class CRandomMsgr : public GroupAlarmSignals, public RandomBlockRoster {
     int NextRandomSequence() override;
     const RandomSettings& RandomSetup() const override { return settings_; }
 
+    // Puts the Random blocks in message order (sequence_order.h); the thread does it as it
+    // starts, public so that a test can see the order a message takes.
+    void SortRandomBlocks();
     // The group's message: the first three characters of its RndGroup block's Label, the age
     // character, then its parameters' values (interleaved or not, "///" for a missing one);
     // the hook has the last word. True with the text unchanged when no RndGroup block has the

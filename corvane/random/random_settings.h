@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "corvane/formats/format_catalogue.h"
 #include "platform/xml_setup.h"
 
 struct RandomSettings {
@@ -43,7 +44,9 @@ inline constexpr std::array<RandomType, 10> kRandomTypes = {{
     {L"1200 G13+", 1201},
 }};
 
-inline constexpr std::array<const wchar_t*, 2> kRandomFormats = {L"Bin Int", L"Bin Non-Int"};
+// The catalogue's two pseudobinary formats, by the random Format index.
+inline constexpr std::array<const wchar_t*, 2> kRandomFormats = {corvane::kFormatNames[2],
+                                                                 corvane::kFormatNames[3]};
 
 // Whether the antenna selection applies to a type.
 inline bool RandomTypeHasAntenna(int type) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "corvane/selftimed/self_timed_block.h"
+#include "corvane/shared/sequence_order.h"
 
 namespace {
 
@@ -66,15 +67,7 @@ std::vector<SelfTimed*> SelfTimedRegistry::Blocks() const {
 
 void SelfTimedRegistry::SortBySequence() {
     TSingleLock lock(lock_, true);
-    std::size_t i = 1;
-    while (i < blocks_.size()) {
-        if (blocks_[i]->Sequence() < blocks_[i - 1]->Sequence()) {
-            std::swap(blocks_[i], blocks_[i - 1]);
-            i = 1;
-        } else {
-            ++i;
-        }
-    }
+    corvane::SortBySequence(blocks_);
 }
 
 int SelfTimedRegistry::FindByLabel(const std::wstring& label) const {

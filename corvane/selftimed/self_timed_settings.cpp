@@ -1,6 +1,6 @@
 #include "corvane/selftimed/self_timed_settings.h"
 
-#include "corvane/shared/setup_attribute.h"
+#include "corvane/shared/setup_fields.h"
 #include "corvane/shared/setup_reading.h"
 #include "corvane/shared/wide_text.h"
 #include "platform/report.h"
@@ -53,61 +53,34 @@ std::wstring ConvertLegacyWinLen(const std::wstring& winLen) {
     return corvane::HmsText(corvane::WToL(winLen));
 }
 
+namespace {
+
+using Field = corvane::SetupField<SelfTimedSettings>;
+using S = SelfTimedSettings;
+
+const Field kFields[] = {
+    {L"Enabled", &S::Enabled},     {L"LatLon", &S::LatLon},
+    {L"Quality", &S::Quality},     {L"Channel", &S::Channel},
+    {L"Type", &S::Type},           {L"Format", &S::Format, ConvertLegacyFormat},
+    {L"Time", &S::Time},           {L"Rate", &S::Rate},
+    {L"CenterWin", &S::CenterWin}, {L"WinLen", &S::WinLen, ConvertLegacyWinLen},
+    {L"NumVals", &S::NumVals},     {L"EnableSatID2", &S::EnableSatID2},
+    {L"SatID2", &S::SatID2},       {L"SCDChannel", &S::SCDChannel},
+    {L"Antenna", &S::Antenna},
+};
+
+}  // namespace
+
 bool WriteSelfTimedSetup(CXMLSetup& setup, const SelfTimedSettings& s) {
     setup.WriteStartTag(L"<SelfTimed");
-    setup.WriteText(corvane::AttributeText(L"Enabled", s.Enabled ? 1 : 0));
-    setup.WriteText(corvane::AttributeText(L"LatLon", s.LatLon ? 1 : 0));
-    setup.WriteText(corvane::AttributeText(L"Quality", s.Quality ? 1 : 0));
-    setup.WriteText(corvane::AttributeText(L"Channel", s.Channel));
-    setup.WriteText(corvane::AttributeText(L"Type", s.Type));
-    setup.WriteText(corvane::AttributeText(L"Format", s.Format));
-    setup.WriteText(corvane::AttributeText(L"Time", s.Time));
-    setup.WriteText(corvane::AttributeText(L"Rate", s.Rate));
-    setup.WriteText(corvane::AttributeText(L"CenterWin", s.CenterWin ? 1 : 0));
-    setup.WriteText(corvane::AttributeText(L"WinLen", s.WinLen));
-    setup.WriteText(corvane::AttributeText(L"NumVals", s.NumVals));
-    setup.WriteText(corvane::AttributeText(L"EnableSatID2", s.EnableSatID2 ? 1 : 0));
-    setup.WriteText(corvane::AttributeText(L"SatID2", s.SatID2));
-    setup.WriteText(corvane::AttributeText(L"SCDChannel", s.SCDChannel));
-    setup.WriteText(corvane::AttributeText(L"Antenna", s.Antenna));
+    corvane::WriteFields(setup, s, kFields);
     setup.WriteEndTag(L"/>");
     return true;
 }
 
 bool ReadSelfTimedSetup(CXMLSetup& setup, SelfTimedSettings& s, CXMLToken& next) {
-    using corvane::WToL;
     corvane::ReadAttributes(setup, next, [&s](const std::wstring& name, const std::wstring& value) {
-        if (name == L"Enabled") {
-            s.Enabled = WToL(value) != 0;
-        } else if (name == L"LatLon") {
-            s.LatLon = WToL(value) != 0;
-        } else if (name == L"Quality") {
-            s.Quality = WToL(value) != 0;
-        } else if (name == L"Channel") {
-            s.Channel = static_cast<int>(WToL(value));
-        } else if (name == L"Type") {
-            s.Type = static_cast<int>(WToL(value));
-        } else if (name == L"Format") {
-            s.Format = ConvertLegacyFormat(value);
-        } else if (name == L"Time") {
-            s.Time = value;
-        } else if (name == L"Rate") {
-            s.Rate = value;
-        } else if (name == L"CenterWin") {
-            s.CenterWin = WToL(value) != 0;
-        } else if (name == L"WinLen") {
-            s.WinLen = ConvertLegacyWinLen(value);
-        } else if (name == L"NumVals") {
-            s.NumVals = static_cast<int>(WToL(value));
-        } else if (name == L"EnableSatID2") {
-            s.EnableSatID2 = WToL(value) != 0;
-        } else if (name == L"SatID2") {
-            s.SatID2 = value;
-        } else if (name == L"SCDChannel") {
-            s.SCDChannel = static_cast<int>(WToL(value));
-        } else if (name == L"Antenna") {
-            s.Antenna = static_cast<int>(WToL(value));
-        } else {
+        if (!corvane::ReadField(s, kFields, name, value)) {
             TReport::Warning("SelfTimedMsgr: Eating unknown token: %s.",
                              corvane::ToLogText(name).c_str());
         }

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "corvane/formats/format_catalogue.h"
 #include "platform/xml_setup.h"
 
 // Two sets of defaults on purpose: a newly constructed record holds the member initialisers
@@ -32,32 +33,32 @@ struct SelfTimedSettings {
 
 struct SelfTimedType {
     const wchar_t* name;
-    int code;  // what the transmitter receives
+    int code;           // what the transmitter receives
+    int bitsPerSecond;  // how fast it sends: the room a message has in its window
 };
 
 // Indexed by Type. The codes of 10/11 and 12/13 run against the order of the names: required.
 inline constexpr std::array<SelfTimedType, 14> kSelfTimedTypes = {{
-    {L"300 bps", 300},
-    {L"1200 bps", 1200},
-    {L"CGMS 100", 100},
-    {L"MSG", 101},
-    {L"INSAT", 4800},
-    {L"GMS", 102},
-    {L"Feng Yun FY", 103},
-    {L"ARGOS", 400},
-    {L"SCD", 401},
-    {L"ARGOS/SCD", 402},
-    {L"300 G11/12", 302},
-    {L"300 G13+", 301},
-    {L"1200 G11/12", 1202},
-    {L"1200 G13+", 1201},
+    {L"300 bps", 300, 300},
+    {L"1200 bps", 1200, 1200},
+    {L"CGMS 100", 100, 100},
+    {L"MSG", 101, 100},
+    {L"INSAT", 4800, 4800},
+    {L"GMS", 102, 100},
+    {L"Feng Yun FY", 103, 100},
+    {L"ARGOS", 400, 400},
+    {L"SCD", 401, 400},
+    {L"ARGOS/SCD", 402, 400},
+    {L"300 G11/12", 302, 300},
+    {L"300 G13+", 301, 300},
+    {L"1200 G11/12", 1202, 1200},
+    {L"1200 G13+", 1201, 1200},
 }};
 inline constexpr int kSelfTimedTypeInsat = 4;
 inline constexpr int kSelfTimedTypeArgosScd = 9;
 
-// The formats the self-timed properties offer, in list order.
-inline constexpr std::array<const wchar_t*, 8> kSelfTimedFormats = {
-    L"SHEF", L"SHEF Fixed", L"Bin Int", L"Bin Non-Int", L"NOS", L"NFDRS", L"INSAT", L"Handar"};
+// The formats the self-timed properties offer, in list order: the catalogue's.
+inline constexpr const auto& kSelfTimedFormats = corvane::kFormatNames;
 
 // The SHEF formats, the only ones under which a block's UseCalcTime takes effect.
 inline bool IsShefFormat(const std::wstring& format) {

@@ -335,40 +335,6 @@ Result RunTransmitter(const std::string& port, const std::vector<std::string>& o
     return Tarvo(args, dir.Path());
 }
 
-TEST(RunnerWithTransmitter, TheRiverGaugeStartsAndStopsTheSimulatedTransmitterInVirtualTime) {
-    TempDir dir;
-    auto r = Tarvo({"run", EXAMPLES_DIR "/river-gauge.xml", "--for", "1h", "--start",
-                    "2024-06-01 00:00:00", "--transcript", dir.File("line.jsonl")},
-                   dir.Path());
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.err, "");
-    EXPECT_THAT(r.out, HasSubstr("with 8 blocks and 1 plug-in\n"));
-    EXPECT_THAT(r.out, HasSubstr("  report at recording start: none\n"
-                                 "  report at recording stop: none\n"
-                                 "  logger clock: not set\n"));
-    EXPECT_THAT(r.out, HasSubstr("\nTransmitter on COM2: simulated in process\n"));
-    EXPECT_EQ(Sequence(r.out, "at recording start"), kRiverGaugeStart) << r.out;
-    // The self-timed messenger polls every minute (219, 31 and a clock synchronisation) while
-    // the window is far, and loads its message 20 s before the 00:05:10 close.
-    EXPECT_EQ(Sequence(r.out, "while recording"), "144 requests: 31 x48, 35 x47, 216, 219 x48")
-        << r.out;
-    EXPECT_EQ(Sequence(r.out, "at recording stop"), kStop) << r.out;
-    EXPECT_THAT(r.out, HasSubstr("  requests 174, replies 174, bad frames 0 (bad CRC 0, noise 0)\n"
-                                 "  refused 0, unknown 0, unanswered 0, repeats 0, garbled "
-                                 "replies 0, restarts 0\n"));
-    // The self-timed set-up reached the transmitter: its window at 00:05 on channel 151 carried
-    // the message, every value missing since the first stage reading comes at 00:15.
-    EXPECT_THAT(r.out, HasSubstr("\nDownlink log of the simulated transmitter\n"));
-    EXPECT_THAT(r.out, HasSubstr("  2024-06-01 00:05:05  self-timed       channel 151  sent "
-                                 "\":HG 5 #15 M M M M :VB 5 #60 M \"\n"));
-
-    // The transcript file holds the same requests, in the same order.
-    const std::string requests = tarvo::testing::RequestTypes(dir.Read("line.jsonl"));
-    EXPECT_TRUE(requests.starts_with(kRiverGaugeStart + " 219 31 216 35 219 31 35 "));
-    EXPECT_TRUE(requests.ends_with(" 219 31 35 219 31 " + kStop));
-    EXPECT_EQ(std::ranges::count(dir.Read("river-stage.csv"), '\n'), 1 + 4);
-}
-
 TEST(RunnerWithTransmitter, OperatorReportsArePrintedWhenShownAndRepeatedInTheSummary) {
     // The first sentence of each operator message.
     const std::string code1 =

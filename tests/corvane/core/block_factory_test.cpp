@@ -22,7 +22,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-TEST(BlockFactory, MakesItsThreeTypesByIndexAndNothingElse) {
+TEST(BlockFactory, MakesOnlyItsThreeTypesByIndex) {
     ASSERT_EQ(Factory.GetModuleCount(), 3);
     const wchar_t* const names[] = {L"SelfTimed", L"Random", L"RndGroup"};
     for (int i = 0; i < 3; ++i) {

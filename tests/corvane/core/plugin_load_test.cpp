@@ -8,7 +8,6 @@
 
 #include "host/engine/plugin.h"
 #include "host/log/report_sinks.h"
-#include "host/setup/setup_file.h"
 
 namespace {
 
@@ -66,37 +65,6 @@ TEST(CorvanePlugin, LoaderFindsEveryOperatorExportByName) {
     EXPECT_EQ(e.DisplayProc(nullptr, nullptr), 1);
     EXPECT_TRUE(log.Contains(TReportLevel::Warning,
                              "Corvane display procedure recieved NULL display pointer."));
-}
-
-TEST(CorvanePlugin, SectionReadThroughTheLoaderIsWrittenBackAsItWasRead) {
-    auto plugin = LoadCorvane();
-    ASSERT_NE(plugin, nullptr);
-    ASSERT_TRUE(plugin->InitSetup());
-
-    // A section in the host's own layout, with values away from every default, so that a
-    // setting the plug-in failed to read would show up as a changed line.
-    const std::string section =
-        "<Corvane>\n"
-        "    <Common Port = \"3\" SatID = \"0A1B2C3D\" InitCorvane = \"0\" LTO = \"-5\" />\n"
-        "    <SelfTimed Enabled = \"1\" LatLon = \"1\" Quality = \"1\" Channel = \"42\" "
-        "Type = \"11\" Format = \"Bin Int\" Time = \"00:05:00\" Rate = \"01:00:00\" "
-        "CenterWin = \"0\" WinLen = \"00:00:30\" NumVals = \"4\" EnableSatID2 = \"1\" "
-        "SatID2 = \"11223344\" SCDChannel = \"7\" Antenna = \"2\" />\n"
-        "    <Random Enabled = \"1\" LatLon = \"0\" Quality = \"1\" Channel = \"99\" "
-        "NormRate = \"06:00:00\" AlarmRate = \"00:30:00\" Type = \"7\" BurstCount = \"5\" "
-        "BurstRate = \"00:02:00\" Format = \"1\" NumVals = \"3\" Antenna = \"1\" />\n"
-        "</Corvane>\n";
-
-    std::string error;
-    auto reader = tarvo::host::MakeSectionReader(section, error);
-    ASSERT_NE(reader, nullptr) << error;
-    ASSERT_TRUE(plugin->ReadSetup(*reader));
-
-    std::string written;
-    ASSERT_TRUE(plugin->WriteSetup(written));
-    EXPECT_EQ(written, section);
-
-    ASSERT_TRUE(plugin->InitSetup());  // leave the one device object as a fresh setup has it
 }
 
 }  // namespace

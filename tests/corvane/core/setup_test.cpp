@@ -34,7 +34,7 @@ class SetupSection : public ::testing::Test {
     CCorvane corvane_;
 };
 
-TEST_F(SetupSection, WholeSectionWrittenReadBackAndWrittenAgainIsByteIdentical) {
+TEST_F(SetupSection, AWrittenSectionReadsBackToTheSameBytes) {
     corvane_.Port = 7;
     corvane_.SatID = L"0A1B2C3D";
     corvane_.InitCorvane = false;
@@ -52,7 +52,7 @@ TEST_F(SetupSection, WholeSectionWrittenReadBackAndWrittenAgainIsByteIdentical) 
     EXPECT_TRUE(log_.Texts(TReportLevel::Warning).empty());
 }
 
-TEST_F(SetupSection, UnknownElementsAndAttributesAreWarnedOncePerAttributeAndSkipped) {
+TEST_F(SetupSection, UnknownContentIsSkippedWithOneWarningPerAttribute) {
     ReadInto(corvane_,
              "<Corvane><Common Port=\"2\" Baud=\"9600\"/><Extra A=\"1\" B=\"2\"/>"
              "<Nested Q=\"1\"><Inner Port=\"5\"/>text</Nested>"
@@ -160,7 +160,7 @@ TEST_F(SetupSection, ExportsReadResetAndWriteTheDeviceObjectAFreshSetupInItsFixe
 
 // A module just loaded holds the construction values; a fresh setup's reset writes others on
 // purpose (a four-hour rate, a minute's window, one value) and leaves both Antennas alone.
-TEST(DeviceDefaults, ConstructionAndSetupResetGiveTheirOwnValues) {
+TEST(DeviceDefaults, EachSetOfDefaultsHoldsItsOwnValues) {
     auto device = std::make_unique<CCorvane>();
     EXPECT_EQ(device->Port, 0);
     EXPECT_EQ(device->SatID, L"00000000");

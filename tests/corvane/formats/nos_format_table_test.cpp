@@ -57,7 +57,7 @@ TEST_F(NosTable, PlacesFieldsInTheirColumnsAndLeavesTheRestBlank) {
     EXPECT_TRUE(log.Texts(TReportLevel::Error).empty());
 }
 
-TEST_F(NosTable, MarksAnInvalidStOrRrFieldAndSaysSo) {
+TEST_F(NosTable, MarksAnInvalidStOrRrField) {
     ASSERT_EQ(Read("H\na,b,c,d,e,01,6\na,b,c,d,e,1,3\n"), 3);
     EXPECT_EQ(Cell(1, 10), L"??");
     EXPECT_EQ(Cell(1, 11), L"??");

@@ -53,7 +53,7 @@ TEST_F(PacketLink, EmptyRequestGoesOutAsEightBytesAndPayloadFollowsTheLength) {
     EXPECT_EQ(requests[1].raw, linktest::BuildFrame(0xAA, 2, 216, {'A', 'B', 'C'}));
 }
 
-TEST_F(PacketLink, PacketNumbersStartAtOneAndWrapToZeroOnThe256thRequest) {
+TEST_F(PacketLink, PacketNumbersCountFromOneModulo256) {
     auto link = Open(false);
     peer_->Script({Reply(4)});
     EXPECT_EQ(link->GetPacketNumber(), 0);

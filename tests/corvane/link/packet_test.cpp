@@ -108,7 +108,7 @@ TEST(PacketEncoding, ReadersDecodeAtAnOffsetAndRefuseValuesPastTheEnd) {
     EXPECT_FALSE(reply.ReadTime(0, t));
 }
 
-TEST(ReplyRules, CheckedCommandsAndMasterStartJudgeTheirReplies) {
+TEST(ReplyRules, EachReplyRuleJudgesItsReplies) {
     const struct {
         const char* legend;
         Bytes payload;

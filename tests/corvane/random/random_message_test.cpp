@@ -64,7 +64,7 @@ class RandomMessage : public ::testing::Test {
 
     // Group 3 every 15 minutes labelled "WLX", parameters P1 (sequence 2, NumVals 2) and P2
     // (sequence 1, NumVals 3), fed at 10:00 and 10:15 (P1) and 10:15 only (P2).
-    void Load(int format) {
+    void Load(int format, const std::string& more = "") {
         Messenger().Settings().Format = format;
         Messenger().Settings().NumVals = 2;
         const std::string blocks =
@@ -72,14 +72,17 @@ class RandomMessage : public ::testing::Test {
             "    <Block Type=\"Random\" Name=\"P1\" GroupMap=\"0,1\" Sequence=\"2\" "
             "NumVals=\"2\" />\n"
             "    <Block Type=\"Random\" Name=\"P2\" GroupMap=\"0,1\" Sequence=\"1\" "
-            "NumVals=\"3\" />\n";
+            "NumVals=\"3\" />\n" +
+            more;
         std::string error;
         auto& engine = tarvo::host::GetHostEngine();
         ASSERT_TRUE(engine.LoadSetupText(
             "<TarvoSetup>\n  <Blocks>\n" + blocks + "  </Blocks>\n</TarvoSetup>\n", "g.xml", error))
             << error;
-        for (const wchar_t* name : {L"P1", L"P2"}) {
+        for (const wchar_t* name : {L"P1", L"P2", L"P3"}) {
             auto* block = static_cast<Random*>(engine.FindModule(name));
+            if (block == nullptr)
+                continue;
             block->ConnectInput(Random::kPort, &feeder, 0);
             block->Start();
         }
@@ -114,6 +117,18 @@ TEST_F(RandomMessage, NotInterleavedTakesEachParametersOwnNumVals) {
     EXPECT_EQ(Message(3),
               L"WLXE?~\\@SR_?"
               L"?//////");
+}
+
+// Sorted, P2 (sequence 1) comes first, then P3, made after it with the same sequence, then P1.
+TEST_F(RandomMessage, SortingKeepsTheListOrderOfEqualSequences) {
+    Load(1,
+         "    <Block Type=\"Random\" Name=\"P3\" GroupMap=\"0,1\" Sequence=\"1\" "
+         "NumVals=\"1\" />\n");
+    Feed(L"P3", TTime(2024, 7, 1, 10, 15, 0), 0.0);
+    Messenger().SortRandomBlocks();
+    EXPECT_EQ(Message(3),
+              L"WLXE_?"
+              L"?//////@@@?~\\@SR");
 }
 
 TEST_F(RandomMessage, AGroupWithoutItsBlockLeavesTheTextAndOperatorsAreTold) {

@@ -1,5 +1,5 @@
-// The random messenger against a scripted transmitter: what it sends when recording starts,
-// without a device object behind it.
+// The random messenger's test transmission against a scripted transmitter, without a device
+// object behind it.
 #include "corvane/random/random_msgr.h"
 
 #include <gmock/gmock.h>
@@ -10,26 +10,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-
-TEST(RandomMessenger, PushesItsSettingsInOrderAndNeverSendsThe862ItAssembles) {
-    corvanetest::ScriptedTransmitter transmitter;
-    CRandomMsgr messenger(transmitter);
-    messenger.Settings().Type = 7;  // a type with an antenna: the 862 is built and dropped
-    EXPECT_TRUE(messenger.PushRandomConfig());
-    EXPECT_THAT(transmitter.requests, ElementsAre(302, 306, 318, 320, 304, 310));
-}
-
-TEST(RandomMessenger, StopsThePushAtTheFirstCommandWithoutAReply) {
-    corvanetest::ScriptedTransmitter transmitter;
-    transmitter.silent = {318};
-    CRandomMsgr messenger(transmitter);
-    EXPECT_FALSE(messenger.PushRandomConfig());
-    EXPECT_THAT(transmitter.requests, ElementsAre(302, 306, 318));
-}
-
-}  // namespace
-
-namespace {
 
 TEST(RandomMessenger, ATestMessagePushesTheSetupFirstOnlyWhenTheModuleConfiguresTheTransmitter) {
     corvanetest::ScriptedTransmitter transmitter;

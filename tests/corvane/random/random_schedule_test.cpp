@@ -138,7 +138,7 @@ TEST_F(RandomSchedule, WithNoActiveGroupTheThreadWaitsUntilStopped) {
     EXPECT_EQ(log.Count(TReportLevel::Debug, "Random messenger thread exiting."), 1u);
 }
 
-TEST_F(RandomSchedule, AFailedLoadIsReportedAndRetriedWithinAMinute) {
+TEST_F(RandomSchedule, AFailedLoadIsRetriedWithinAMinute) {
     Group(2);
     transmitter.silent = {312};
     StartMessenger();
@@ -152,7 +152,7 @@ TEST_F(RandomSchedule, AFailedLoadIsReportedAndRetriedWithinAMinute) {
                 ElementsAre("Failed sending random tx data to Corvane."));
 }
 
-TEST(RandomOffsetDraws, CoverTheirWholeRangeAndNothingOutside) {
+TEST(RandomOffsetDraws, CoverExactlyTheirRange) {
     std::vector<int> jitter(119, 0);
     std::vector<int> delay(60, 0);
     for (int i = 0; i < 200000; ++i) {

@@ -226,7 +226,7 @@ TEST(SelfTimedBlockTest, HasItsSixPropertiesWithNumValsFromTheSettingsAndResetsU
 
 namespace {
 
-TEST(SelfTimedValidation, EqualSequencesOfEnabledBlocksOverlapExceptUnderNosAndInsat) {
+TEST(SelfTimedValidation, EqualSequencesOfEnabledBlocksOverlapUnderOrderedFormats) {
     corvanetest::ScriptedTransmitter transmitter;
     SelfTimedMsgr messenger(transmitter);
     SelfTimed a(messenger.Registry(), messenger.Settings());
@@ -266,7 +266,7 @@ class HandFeeder : public TModule {
 
 // On the real clock, with no engine: a writer stores readings as fast as it can while a reader
 // asks for them, so that ThreadSanitizer sees every access the two threads make.
-TEST(SelfTimedConcurrency, ReadersAndTheWriterShareTheStoreUnderItsLocks) {
+TEST(SelfTimedConcurrency, ReadersShareTheStoreWithTheWriterUnderItsLocks) {
     SelfTimedSettings settings;
     SelfTimedRegistry registry;
     SelfTimed block(registry, settings);

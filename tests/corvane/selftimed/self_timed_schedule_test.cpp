@@ -14,6 +14,7 @@
 #include "corvane/support/scripted_transmitter.h"
 #include "host/clock/clock.h"
 #include "host/engine/engine.h"
+#include "host/engine/logger_folders.h"
 #include "host/log/report_sinks.h"
 #include "host/support/temp_dir.h"
 #include "platform/clock.h"
@@ -79,16 +80,31 @@ TEST_F(SelfTimedSchedule, LoadsTwentySecondsBeforeEachCloseAndSynchronisesAfterT
     EXPECT_GT(transmitter.clockSyncs, 100);
 }
 
-TEST_F(SelfTimedSchedule, AWindowUnderTwentySecondsAwayIsSkippedAndAtTwentyLoadedAtOnce) {
+TEST_F(SelfTimedSchedule, UnderNosTheThreadReadsTheFormatTableAsItStarts) {
+    tarvo::test::TempDir flashDisk;  // holds no table
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, flashDisk.Path());
+    messenger.Settings().Format = L"NOS";
+    FirstCloseIn(3600);
+    RunFor(TTimeSpan(0, 0, 0, 1));
+    messenger.Stop();
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, "");
+    EXPECT_THAT(LoadTimes(), ElementsAre()) << "long before the first message";
+    EXPECT_THAT(log.Texts(TReportLevel::Warning),
+                ElementsAre("NOS Format: Format table missing or empty"));
+}
+
+TEST_F(SelfTimedSchedule, AWindowUnderTwentySecondsAwayIsSkipped) {
     FirstCloseIn(15);
     RunFor(TTimeSpan(0, 0, 0, 16));
     EXPECT_THAT(LoadTimes(), ElementsAre());
     EXPECT_THAT(Debug(), Contains("ST WaitForNext: Skipping to next interval (need 20 secs before "
                                   "window closes)."));
-    messenger.Stop();
-    FirstCloseIn(16 + 20);  // exactly 20 s from now
+}
+
+TEST_F(SelfTimedSchedule, AWindowTwentySecondsAwayIsLoadedAtOnce) {
+    FirstCloseIn(20);
     RunFor(TTimeSpan(0, 0, 0, 1));
-    EXPECT_THAT(LoadTimes(), ElementsAre(16));
+    EXPECT_THAT(LoadTimes(), ElementsAre(0));
 }
 
 TEST_F(SelfTimedSchedule, SixHundredAndOneSecondsAwayOnlyPollsAndSynchronises) {
@@ -152,7 +168,7 @@ TEST_F(SelfTimedSchedule, InsatAllowsSixHundredTwentySecondsAfterLoading) {
         700);
 }
 
-TEST_F(SelfTimedSchedule, AFailedLoadIsReportedAndTheScheduleGoesOn) {
+TEST_F(SelfTimedSchedule, AFailedLoadDoesNotStopTheSchedule) {
     transmitter.silent = {216};
     FirstCloseIn(300);
     RunFor(TTimeSpan(0, 1, 10, 0));
