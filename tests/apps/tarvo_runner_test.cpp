@@ -146,8 +146,8 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         std::vector<std::string> args;
         const char* says;
     } cases[] = {
-        {{}, "tarvo: expected a command: run, call or blocks"},
-        {{"record"}, "tarvo: unknown command \"record\"; expected run, call or blocks"},
+        {{}, "tarvo: expected a command: run, call, panel or blocks"},
+        {{"record"}, "tarvo: unknown command \"record\"; expected run, call, panel or blocks"},
         {{"run"}, "tarvo: run: expected a setup file: tarvo run SETUP [options]"},
         {{"run", "s.xml", "--for", "90x"}, "tarvo: --for: \"90x\" is no duration; expected a"},
         {{"run", "s.xml", "--for"}, "tarvo: --for needs a value"},
@@ -172,6 +172,8 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--seed", "-1"}, "tarvo: --seed: expected a whole number"},
         {{"run", "s.xml", "--no-sim", "--sim-line-faults", "5%"},
          "tarvo: --sim-line-faults: only with the in-process simulator (not with --no-sim)"},
+        {{"panel"}, "tarvo: panel: expected a setup file: tarvo panel SETUP [options]"},
+        {{"panel", "a.xml", "b.xml"}, "tarvo: panel: unexpected \"b.xml\""},
     };
     for (const auto& c : cases) {
         auto r = Tarvo(c.args);
