@@ -105,6 +105,7 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
     AddCallOptions(*call, command.call);
     AddSessionOptions(*panel, command.panel.session);
     panel->add_option("SETUP", command.panel.session.setupPath);
+    panel->add_option("--transcript", command.panel.session.transcriptPath);
     blocks->add_option("--plugin", command.blocks.plugins)->allow_extra_args(false);
     if (const apps::Parsed parsed = apps::Parse(app, args, error); parsed != apps::Parsed::Done)
         return parsed == apps::Parsed::Help;  // with the kind Help
@@ -128,6 +129,10 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
         error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
     else if (sub == panel && command.panel.session.setupPath.empty())
         error = "panel: expected a setup file: tarvo panel SETUP [options]";
+    else if (sub == panel && !command.panel.session.transcriptPath.empty() &&
+             !command.panel.session.SimulatorWanted())
+        error = std::string("--transcript: only with the in-process simulator (not with ") +
+                (command.panel.session.serial.empty() ? "--no-sim" : "--serial") + ")";
     else if (sub == run)
         CheckRun(command.run, simOptions, left, error);
     return error.empty();
@@ -235,7 +240,7 @@ Usage:
   tarvo call SETUP EXPORT [ARG...] [--save] [--module NAME] [--serial NAME=PATH]...
                   [--no-sim] [--plugin PATH]... [--log FILE] [--level LEVEL]
   tarvo panel SETUP [--serial NAME=PATH]... [--no-sim] [--plugin PATH]... [--log FILE]
-                  [--level LEVEL]
+                  [--level LEVEL] [--transcript FILE]
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
 
@@ -254,7 +259,8 @@ Commands:
               leaves. On leaving, when a dialog confirmed a change, it asks whether to save
               SETUP; a save is atomic and rewrites only the sections that changed. Nothing
               records. The transmitter is reached as by run. Standard input must be a
-              terminal. --serial, --no-sim, --plugin, --log and --level are as for run.
+              terminal. --serial, --no-sim, --plugin, --log, --level and --transcript (what the
+              simulated transmitter saw and sent, test transmissions included) are as for run.
   blocks      List the block types a setup can use: the host's own (Source, Log) and those of
               the loaded plug-ins, with where each comes from.
 

@@ -31,6 +31,8 @@ void TitleBar(const std::wstring& title) {
 }
 
 void Legend(const std::wstring& text) {
+    move(LINES - 1, 0);
+    clrtoeol();
     Put(LINES - 1, 0, text, A_BOLD);
 }
 

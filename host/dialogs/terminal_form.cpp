@@ -197,8 +197,7 @@ int TerminalOperator::RunForm(TDialog& form) {
             case TControlKind::TextField:
                 if (key.IsEnter()) {
                     std::wstring text = c.text;
-                    Legend(L"Type   Backspace delete   Enter confirm   Esc cancel" +
-                           std::wstring(static_cast<std::size_t>(COLS), L' '));
+                    Legend(L"Type   Backspace delete   Enter confirm   Esc cancel");
                     if (EditLine(LINES - 2, c.label + L":", text, 0, AnyText) &&
                         !form.OperatorSetText(c.id, text))
                         problem = Refusal(c, text);

@@ -148,8 +148,12 @@ int TerminalOperator::Message(const std::wstring& text, int timeout, UINT type,
     const std::wstring icon = IconWord(type);
     int chosen = 0;
     int secondsLeft = timeout;
+    // The box stands over the screen it came up on, which each redraw starts from again.
+    const std::unique_ptr<WINDOW, int (*)(WINDOW*)> under(dupwin(stdscr), delwin);
     for (;;) {
         screen_->WaitForRoom();
+        if (under)
+            overwrite(under.get(), stdscr);
         const int width = COLS - 8;
         std::vector<std::wstring> body =
             Lines(terminal::Wrap(text, static_cast<std::size_t>(width - 4)));

@@ -175,6 +175,28 @@ TEST_F(TarvoPanel, StatusRefreshShowsTheSimulatedTransmittersStatus) {
     EXPECT_TRUE(screen_.WaitFor("Status: Corvane transmitter (simulated)")) << screen_.Capture();
 }
 
+TEST_F(TarvoPanel, SelfTimedTestTransmissionIsInTheSimulatorsDownlinkLog) {
+    screen_.Type(std::string("clear; ") + TARVO_PROGRAM + " panel " + kSetup +
+                 " --transcript line.jsonl; echo EXIT=$?");
+    ASSERT_TRUE(screen_.WaitFor(kTree)) << screen_.Capture();
+    OpenLine(3, "Self-Timed Test");
+    // Send Test is the first control that can be used; then the warning's Yes.
+    screen_.Press({"Enter"});
+    ASSERT_TRUE(screen_.WaitFor("Warning! Transmissions")) << screen_.Capture();
+    screen_.Press({"y"});
+    ASSERT_TRUE(screen_.WaitFor("The test message has been sent to Corvane.")) << screen_.Capture();
+    screen_.Press({"Enter"});
+    ASSERT_TRUE(screen_.WaitForGone("The test message has been sent")) << screen_.Capture();
+    screen_.Press({"Escape"});
+    ASSERT_TRUE(screen_.WaitFor(kTree)) << screen_.Capture();
+    screen_.Press({"q"});
+    LeaveWithStatus("0");
+    EXPECT_NE(dir_.Read("line.jsonl").find("\"log\":\"downlink\","), std::string::npos);
+    EXPECT_NE(dir_.Read("line.jsonl").find("\"kind\":\"self-timed-test\",\"sent\":true"),
+              std::string::npos)
+        << dir_.Read("line.jsonl");
+}
+
 TEST_F(TarvoPanel, CtrlCPutsTheTerminalBackInTheModeItHad) {
     // An interactive shell puts the terminal's mode back itself after a job a signal ended, so
     // the panel runs under a plain sh, which carries on after Ctrl-C only because of its trap.

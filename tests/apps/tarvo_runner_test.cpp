@@ -174,6 +174,8 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
          "tarvo: --sim-line-faults: only with the in-process simulator (not with --no-sim)"},
         {{"panel"}, "tarvo: panel: expected a setup file: tarvo panel SETUP [options]"},
         {{"panel", "a.xml", "b.xml"}, "tarvo: panel: unexpected \"b.xml\""},
+        {{"panel", "s.xml", "--no-sim", "--transcript", "t"},
+         "tarvo: --transcript: only with the in-process simulator (not with --no-sim)"},
     };
     for (const auto& c : cases) {
         auto r = Tarvo(c.args);
