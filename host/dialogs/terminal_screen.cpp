@@ -8,6 +8,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "host/dialogs/curses_wide.h"
