@@ -112,6 +112,26 @@ TEST_F(TarvoPanel, FrontPanelMenuReachesItsExitPrompt) {
     LeaveWithStatus("0");
 }
 
+TEST_F(TarvoPanel, KeypadTakesHexadecimalLettersFromEitherCaseForTheSatelliteId) {
+    Open();
+    OpenLine(5, "|SatID");
+    screen_.Press({"Enter"});
+    ASSERT_TRUE(screen_.WaitFor("|" + kOldId + "_")) << screen_.Capture();
+    screen_.Press(std::vector<std::string>(8, "BSpace"));
+    screen_.Press({"4", "b", "6", "2", "D", "3", "e", "5"});
+    ASSERT_TRUE(screen_.WaitFor("|4B62D3E5_")) << screen_.Capture();
+    // Confirmed on the keypad, the module saves the setup itself.
+    screen_.Press({"Enter"});
+    ASSERT_TRUE(screen_.WaitFor("|press * to select")) << screen_.Capture();
+    screen_.Press({"Escape"});
+    ASSERT_TRUE(screen_.WaitFor("Exit Edit Corvane?")) << screen_.Capture();
+    screen_.Press({"Enter"});
+    ASSERT_TRUE(screen_.WaitFor(kTree)) << screen_.Capture();
+    screen_.Press({"q"});
+    LeaveWithStatus("0");
+    EXPECT_NE(SavedSetup().find("SatID = \"4B62D3E5\""), std::string::npos) << SavedSetup();
+}
+
 TEST_F(TarvoPanel, ChannelOutOfRangeAsksForTheChannelAgain) {
     Open();
     OpenLine(0, "Corvane Properties");
