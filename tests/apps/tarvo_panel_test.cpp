@@ -79,7 +79,7 @@ struct ItemCase {
 
 class TarvoPanelItem : public TarvoPanel, public ::testing::WithParamInterface<ItemCase> {};
 
-TEST_P(TarvoPanelItem, OpensItsDialogAndComesBackToTheTree) {
+TEST_P(TarvoPanelItem, OpensItsDialog) {
     Open();
     OpenLine(GetParam().downs, GetParam().title);
     screen_.Press({"Escape"});
