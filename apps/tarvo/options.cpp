@@ -303,8 +303,10 @@ Options of check:
   start only warns about or converts is a "note:" line. Airtime is from the public GOES
   figures: N bytes take (137 + 4N)/150 s at 300 bps and (223 + 4N)/600 s at 1200 bps; other
   transmitter types have no public figure and are not computed. The widest message counts
-  every block full, SHEF and Handar values at up to 5 whole digits with a sign; what the
-  transmitter appends itself (battery voltage, position) is not counted. Exit status: 0 when
+  every block full, SHEF and Handar values at up to 5 whole digits with a sign, INSAT at 25
+  or 50 bytes, NOS from the station's NOS format table less the redundant blocks (then the
+  blocks) the formatter drops to fit the window, each named; what the transmitter appends
+  itself (battery voltage, position) is not counted. Exit status: 0 when
   every setup is clean, 1 when recording start would refuse one, a value is out of range, a
   message can overflow its window or a setup could not be loaded, 2 for a command-line error.
 
