@@ -40,6 +40,8 @@ if(TARGET tarvo_app)
   gtest_discover_tests(apps_exchange_watch_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   # Thirty simulated days on a line with faults: one run serves all of its tests, so the program
   # is one test here rather than one per case.
+  tarvo_app_test(tarvo_check_test)
+  gtest_discover_tests(apps_tarvo_check_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(soak_test)
   add_test(NAME apps_ThirtySimulatedDaysOnAFaultyLine COMMAND apps_soak_test)
   set_tests_properties(apps_ThirtySimulatedDaysOnAFaultyLine PROPERTIES LABELS apps TIMEOUT 600)
