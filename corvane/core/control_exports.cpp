@@ -5,6 +5,7 @@
 
 #include "corvane/core/caller_copy.h"
 #include "corvane/core/device.h"
+#include "corvane/formats/nos_recent.h"
 #include "corvane/shared/wide_text.h"
 #include "platform/report.h"
 #include "platform/time.h"
@@ -146,8 +147,7 @@ void GetReportString(std::wstring* report, void* /*reserved*/) {
     if (report == nullptr) {
         return;
     }
-    report->clear();
-    TReport::Debug("GetReportString: no NOS text report in this build.");
+    *report = corvane::NosTextReport(corvane::ReadNosRecent());
 }
 
 }  // extern "C"

@@ -72,10 +72,11 @@ void SetRTType(int type);        // stored as given
 // recording runs.
 void SetBasicHook(corvane::MessageHook selfTimed, corvane::MessageHook random);
 
-// The NOS text report. Its content is not designed yet, so this build has none to give: the
-// string is emptied (a caller that shows it shows nothing rather than a made-up report) and a
-// Debug line says so. `reserved` is the platform's further argument, unused. Safe at any time,
-// recording or not; a null `report` does nothing.
+// The NOS text report: the values of the last NOS message sent, from Recent.dat on the storage
+// card or else the flash disk, as a table of time, sensor and value with units, or a line that
+// says there are none; it ends with "\r\nREPORT COMPLETE\r\n" (docs/formats.md). `reserved`
+// is the platform's further argument, unused. Safe at any time, recording or not; a null
+// `report` does nothing.
 void GetReportString(std::wstring* report, void* reserved);
 }
 

@@ -1,17 +1,18 @@
 #include "corvane/formats/format_catalogue.h"
 
+#include "corvane/formats/insat_format.h"
+#include "corvane/formats/nos_formatter.h"
 #include "corvane/formats/pseudobinary_formats.h"
 #include "corvane/formats/text_formats.h"
-#include "corvane/shared/wide_text.h"
-#include "platform/report.h"
 
 namespace corvane {
 namespace {
 
-bool NotAvailable(const std::wstring& format) {
-    TReport::Warning("Format \"%s\" is not available; no message is built.",
-                     ToLogText(format).c_str());
-    return false;
+bool FormatNos(const MessageRequest& request, std::wstring& message) {
+    if (request.nos != nullptr)
+        return request.nos->Format(request, message);
+    CNOSFormatter once;
+    return once.Format(request, message);
 }
 
 bool Dispatch(const MessageRequest& request, std::wstring& message) {
@@ -25,11 +26,11 @@ bool Dispatch(const MessageRequest& request, std::wstring& message) {
     if (f == kFormatNames[3])
         return FormatPseudobinary(request, Interleaving::BlockByBlock, message);
     if (f == kFormatNames[4])
-        return NotAvailable(f);
+        return FormatNos(request, message);
     if (f == kFormatNames[5])
         return FormatNfdrs(request, message);
     if (f == kFormatNames[6])
-        return NotAvailable(f);
+        return FormatInsat(request, message);
     if (f == kFormatNames[7])
         return FormatHandar(request, message);
     return false;  // no such format: only a hook can make the message

@@ -15,9 +15,8 @@ inline constexpr std::array<const wchar_t*, 8> kFormatNames = {
 
 // Builds the message of `request.format` into `message`. With a hook installed its result (given
 // the possibly formatted text and 0) is the result, whatever the formatter said; without one,
-// the formatter's result, or false for a name that is no format. "NOS" and "INSAT" are named
-// but have no formatter here: each gives Warning "Format \"%s\" is not available; no message is
-// built." and false, so that only a hook can make their message.
+// the formatter's result, or false for a name that is no format. "NOS" uses `request.nos` when
+// given (the messenger's, with its index cache) and a formatter of its own otherwise.
 bool FormatSelfTimedMessage(const MessageRequest& request, std::wstring& message);
 
 }  // namespace corvane

@@ -12,6 +12,11 @@
 
 namespace corvane {
 
+class CNOSFormatter;
+
+// What a message is built for: only a message for transmission updates the NOS recent values.
+enum class MessageUse { Transmission, Display };
+
 class MessageBlock {
   public:
     virtual ~MessageBlock() = default;
@@ -41,6 +46,12 @@ struct MessageRequest {
     TTime now;                                // the current time
     TTime transmission;                       // the next transmission time after `now`
     MessageHook hook = nullptr;               // the self-timed hook, null when none
+    MessageUse use = MessageUse::Transmission;
+    // The window's length and the transmitter's rate: the room a NOS message has (0: unbounded).
+    int windowSeconds = 0;
+    int bitsPerSecond = 0;
+    // The messenger's NOS formatter with its index cache; null: "NOS" makes one for the message.
+    CNOSFormatter* nos = nullptr;
 };
 
 }  // namespace corvane

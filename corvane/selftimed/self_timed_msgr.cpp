@@ -91,7 +91,7 @@ TTime SelfTimedMsgr::NextTransmissionTime(TTime time) const {
     return NextScheduledTime(time, StrToTimeSpan(settings_.Rate), StrToTimeSpan(settings_.Time));
 }
 
-bool SelfTimedMsgr::BuildMessage(TTime now, std::wstring& message) const {
+bool SelfTimedMsgr::BuildMessage(TTime now, std::wstring& message, corvane::MessageUse use) const {
     corvane::MessageRequest request;
     request.format = settings_.Format;
     request.numVals = settings_.NumVals;
@@ -100,12 +100,22 @@ bool SelfTimedMsgr::BuildMessage(TTime now, std::wstring& message) const {
     request.now = now;
     request.transmission = NextTransmissionTime(now);
     request.hook = hook_.load();
+    request.use = use;
+    request.windowSeconds = static_cast<int>(StrToTimeSpan(settings_.WinLen).GetTotalSeconds());
+    if (settings_.Type >= 0 && settings_.Type < static_cast<int>(kSelfTimedTypes.size()))
+        request.bitsPerSecond =
+            kSelfTimedTypes[static_cast<std::size_t>(settings_.Type)].bitsPerSecond;
+    request.nos = &nos_;
     return corvane::FormatSelfTimedMessage(request, message);
 }
 
 void SelfTimedMsgr::ThreadProc() {
     TReport::Debug("Self-timed messenger thread starting.");
     registry_.SortBySequence();
+    if (settings_.Format == L"NOS") {
+        const std::vector<SelfTimed*> blocks = registry_.Blocks();
+        nos_.Prepare({blocks.begin(), blocks.end()});
+    }
     TEvent& stop = worker_.StopEvent();
     while (WaitForSingleObject(stop, 0) != WAIT_OBJECT_0) {
         if (!WaitForNextInsertion())
@@ -200,7 +210,7 @@ bool SelfTimedMsgr::FormatAndSend() {
 
 bool SelfTimedMsgr::BuildMessageForDisplay(std::wstring& result) const {
     result.clear();
-    if (!BuildMessage(TTime::GetCurrentTime(), result)) {
+    if (!BuildMessage(TTime::GetCurrentTime(), result, corvane::MessageUse::Display)) {
         result = L"An error occurred formatting the message.";
         return false;
     }

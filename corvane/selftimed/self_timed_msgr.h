@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "corvane/formats/nos_formatter.h"
 #include "corvane/link/transmitter.h"
 #include "corvane/selftimed/self_timed_registry.h"
 #include "corvane/selftimed/self_timed_settings.h"
@@ -84,8 +85,10 @@ class SelfTimedMsgr {
     bool ApplySettingsAndLoad(const std::wstring& message);
     // The next transmission at or after `time`: the Time and Rate schedule.
     TTime NextTransmissionTime(TTime time) const;
-    // Builds the message of the current format from the registry's blocks at `now`.
-    bool BuildMessage(TTime now, std::wstring& message) const;
+    // Builds the message of the current format from the registry's blocks at `now`; only one
+    // for transmission updates the NOS recent values.
+    bool BuildMessage(TTime now, std::wstring& message,
+                      corvane::MessageUse use = corvane::MessageUse::Transmission) const;
 
     // Replaces the self-timed format hook; null removes it.
     void SetHook(corvane::MessageHook hook) { hook_.store(hook); }
@@ -98,5 +101,7 @@ class SelfTimedMsgr {
     SelfTimedSettings settings_;
     SelfTimedRegistry registry_;
     std::atomic<corvane::MessageHook> hook_{nullptr};
+    // Prepared when the thread starts under "NOS"; locks itself, so const builds may use it.
+    mutable corvane::CNOSFormatter nos_;
     CMessengerThread worker_;
 };

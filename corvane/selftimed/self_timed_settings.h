@@ -33,25 +33,26 @@ struct SelfTimedSettings {
 
 struct SelfTimedType {
     const wchar_t* name;
-    int code;  // what the transmitter receives
+    int code;           // what the transmitter receives
+    int bitsPerSecond;  // how fast it sends: the room a message has in its window
 };
 
 // Indexed by Type. The codes of 10/11 and 12/13 run against the order of the names: required.
 inline constexpr std::array<SelfTimedType, 14> kSelfTimedTypes = {{
-    {L"300 bps", 300},
-    {L"1200 bps", 1200},
-    {L"CGMS 100", 100},
-    {L"MSG", 101},
-    {L"INSAT", 4800},
-    {L"GMS", 102},
-    {L"Feng Yun FY", 103},
-    {L"ARGOS", 400},
-    {L"SCD", 401},
-    {L"ARGOS/SCD", 402},
-    {L"300 G11/12", 302},
-    {L"300 G13+", 301},
-    {L"1200 G11/12", 1202},
-    {L"1200 G13+", 1201},
+    {L"300 bps", 300, 300},
+    {L"1200 bps", 1200, 1200},
+    {L"CGMS 100", 100, 100},
+    {L"MSG", 101, 100},
+    {L"INSAT", 4800, 4800},
+    {L"GMS", 102, 100},
+    {L"Feng Yun FY", 103, 100},
+    {L"ARGOS", 400, 400},
+    {L"SCD", 401, 400},
+    {L"ARGOS/SCD", 402, 400},
+    {L"300 G11/12", 302, 300},
+    {L"300 G13+", 301, 300},
+    {L"1200 G11/12", 1202, 1200},
+    {L"1200 G13+", 1201, 1200},
 }};
 inline constexpr int kSelfTimedTypeInsat = 4;
 inline constexpr int kSelfTimedTypeArgosScd = 9;

@@ -4,9 +4,8 @@
 
 #include "platform/value.h"
 
-TValue::TValue() {
-    Format();
-}
+// Values are made by the thousand on the processing path; the text of the default is known.
+TValue::TValue() : text_{'0', '.', '0', '0'} {}
 
 TValue::TValue(double value, int rightDigits) : real_(value) {
     rightDigits_ = std::clamp(rightDigits, 0, 15);
@@ -35,7 +34,10 @@ void TValue::SetInteger(long value) {
 }
 
 void TValue::SetRightDigits(int digits) {
-    rightDigits_ = std::clamp(digits, 0, 15);
+    digits = std::clamp(digits, 0, 15);
+    if (digits == rightDigits_)
+        return;  // the text already has these digits
+    rightDigits_ = digits;
     Format();
 }
 

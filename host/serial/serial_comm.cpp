@@ -33,14 +33,15 @@ bool CSerialComm::SetTimeouts(const COMMTIMEOUTS& timeouts) {
 
 bool CSerialComm::Open() {
     Close();
-    const std::string name = tarvo::host::ToUtf8(name_);
     std::string error;
     auto transport = tarvo::host::OpenTransport(name_, error);
     if (!transport) {
-        TReport::Warning("CSerialComm: cannot open port \"%s\": %s.", name.c_str(), error.c_str());
+        TReport::Warning("CSerialComm: cannot open port \"%s\": %s.",
+                         tarvo::host::ToUtf8(name_).c_str(), error.c_str());
         return false;
     }
     if (!transport->Configure(baud_, dataBits_, parity_, stopBits_)) {
+        const std::string name = tarvo::host::ToUtf8(name_);
         TReport::Warning(
             "CSerialComm: port \"%s\" refuses %u baud, %u data bits, parity %u, %u "
             "stop bits.",

@@ -64,9 +64,10 @@ class SerialPeer {
     virtual void AttachPassive(PassivePeer* peer) = 0;
     // For a passive peer replaying the past instant `at` (clock microseconds, not later than
     // now): bytes written leave at `at`, and a take returns, without waiting, only bytes that
-    // had arrived by `at`.
+    // had arrived by `at`; with `nextArrival`, it also tells what NextArrival would after it.
     virtual bool WriteAt(const BYTE* data, std::size_t count, std::int64_t at) = 0;
-    virtual std::size_t TakeArrivedBy(BYTE* data, std::size_t count, std::int64_t at) = 0;
+    virtual std::size_t TakeArrivedBy(BYTE* data, std::size_t count, std::int64_t at,
+                                      std::int64_t* nextArrival = nullptr) = 0;
     // Clock time (microseconds, rounded up) at which the first byte still to be taken towards
     // this end arrives (it may have arrived already); negative when none.
     virtual std::int64_t NextArrival() = 0;

@@ -71,21 +71,25 @@ Micros InProcessTransmitter::BringUpToNow() {
     if (stopped_) {
         return now;
     }
+    // Bytes towards the device are taken only here, so the first one's arrival moves only by a
+    // take, which tells it in the same step.
+    Micros arrival = peer_->NextArrival();
     for (;;) {
-        const Micros arrival = peer_->NextArrival();
         const Micros next = host::EarlierDeadline(arrival, wake_.value_or(-1));
         if (next < 0 || next > now) {
             break;
         }
         // A read returns what has arrived even when its time-out falls due at the same moment.
         if (arrival == next) {
-            const std::size_t count = peer_->TakeArrivedBy(buffer_.data(), buffer_.size(), next);
+            const std::size_t count =
+                peer_->TakeArrivedBy(buffer_.data(), buffer_.size(), next, &arrival);
             time_.Pin(next);
             // Receiving acts on what is due first, so the turn's own Poll would find nothing.
             device_->Receive(std::span<const BYTE>(buffer_.data(), count));
             Deliver(next);
         } else {
             Turn(next);
+            arrival = peer_->NextArrival();
         }
     }
     time_.Unpin();
@@ -100,9 +104,10 @@ void InProcessTransmitter::Turn(Micros at) {
 
 void InProcessTransmitter::Deliver(Micros at) {
     for (;;) {
-        const std::vector<BYTE> out = device_->TakeDueOutput();
-        if (!out.empty()) {
-            peer_->WriteAt(out.data(), out.size(), at);
+        out_.clear();
+        device_->TakeDueOutput(out_);
+        if (!out_.empty()) {
+            peer_->WriteAt(out_.data(), out_.size(), at);
         }
         const std::optional<Micros> wake = device_->NextWake();
         if (!wake) {

@@ -105,6 +105,7 @@ class InProcessTransmitter : private host::PassivePeer {
     std::mutex mutex_;
     std::unique_ptr<Transmitter> device_;
     std::array<BYTE, 4096> buffer_;
+    std::vector<BYTE> out_;       // the device's due output, one buffer for every turn
     std::optional<Micros> wake_;  // when the serving loop's wait would next time out
     bool stopped_ = false;
     int clockSetSubscription_ = 0;

@@ -146,7 +146,7 @@ std::int64_t ConfigStore::Seconds(WORD code) const {
     return SpanSeconds(values_.at(code));
 }
 
-SelfTimedConfig ConfigStore::SelfTimed() const {
+const SelfTimedConfig& ConfigStore::SelfTimed() const {
     if (selfTimed_) {
         return *selfTimed_;
     }

@@ -60,7 +60,8 @@ class ConfigStore {
     // Whether the code was written since the last reset.
     bool Written(WORD code) const;
 
-    SelfTimedConfig SelfTimed() const;
+    // Valid until the next Set or Reset.
+    const SelfTimedConfig& SelfTimed() const;
     RandomConfig Random() const;
     MakerConfig Maker() const;
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sim/model/calendar.h"
+
 namespace tarvo::sim {
 
 DeviceClock::DeviceClock(const TimeSource& time, std::int64_t offsetMs, double driftPpm, bool valid)
@@ -16,11 +18,21 @@ std::int64_t DeviceClock::NowMs() const {
 }
 
 std::int64_t DeviceClock::AtMs(Micros mono) const {
+    const Micros elapsed = mono - anchorMono_;
+    if (driftPpm_ == 0 && elapsed > -kExactSpan && elapsed < kExactSpan) {
+        // The same reading as below, without the floating point the device asks for at every
+        // byte: at a rate of exactly 1 the quotient is exact in a double over this span.
+        return anchorMs_ + FloorDiv(elapsed, 1000);
+    }
     const double elapsedMs = static_cast<double>(mono - anchorMono_) * Rate() / 1000.0;
     return anchorMs_ + static_cast<std::int64_t>(std::floor(elapsedMs));
 }
 
 Micros DeviceClock::MonotonicAt(std::int64_t deviceMs) const {
+    const std::int64_t elapsedMs = deviceMs - anchorMs_;
+    if (driftPpm_ == 0 && elapsedMs > -kExactSpan / 1000 && elapsedMs < kExactSpan / 1000) {
+        return anchorMono_ + elapsedMs * 1000;
+    }
     const double elapsedMicros = static_cast<double>(deviceMs - anchorMs_) * 1000.0 / Rate();
     Micros mono = anchorMono_ + static_cast<Micros>(std::ceil(elapsedMicros));
     // Rounding of the rate may leave the reading a hair short; step to the first true instant.

@@ -33,6 +33,10 @@ class DeviceClock {
     bool Valid() const { return valid_; }
 
   private:
+    // Monotonic spans (about 142 years) over which a reading at a rate of exactly 1 is computed
+    // in whole numbers.
+    static constexpr Micros kExactSpan = Micros{1} << 52;
+
     void Anchor(std::int64_t deviceMs);
     double Rate() const { return 1.0 + driftPpm_ * 1e-6; }
 

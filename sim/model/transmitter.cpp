@@ -68,9 +68,12 @@ void Transmitter::Receive(std::span<const BYTE> bytes) {
         }
         bytes = arrived;
     }
-    std::vector<ReaderEvent> events;
-    reader_.Feed(bytes, now, events);
-    for (const ReaderEvent& event : events) {
+    events_.clear();
+    reader_.Feed(bytes, now, events_);
+    if (events_.empty()) {
+        return;  // nothing changed since Poll ran the schedule at this instant
+    }
+    for (const ReaderEvent& event : events_) {
         Handle(event, now);
     }
     RunSchedule(now);
@@ -82,17 +85,22 @@ void Transmitter::Poll() {
         restarting_ = false;
         RecordEvent("restarted with the default configuration");
     }
-    std::vector<ReaderEvent> events;
-    reader_.Expire(now, events);
-    for (const ReaderEvent& event : events) {
+    events_.clear();
+    reader_.Expire(now, events_);
+    for (const ReaderEvent& event : events_) {
         Handle(event, now);
     }
     RunSchedule(now);
 }
 
 std::vector<BYTE> Transmitter::TakeDueOutput() {
-    const Micros now = time_.MonotonicMicros();
     std::vector<BYTE> bytes;
+    TakeDueOutput(bytes);
+    return bytes;
+}
+
+void Transmitter::TakeDueOutput(std::vector<BYTE>& bytes) {
+    const Micros now = time_.MonotonicMicros();
     while (!output_.empty() && output_.front().due <= now) {
         Outgoing& out = output_.front();
         bytes.insert(bytes.end(), out.bytes.begin(), out.bytes.end());
@@ -105,7 +113,6 @@ std::vector<BYTE> Transmitter::TakeDueOutput() {
         }
         output_.pop_front();
     }
-    return bytes;
 }
 
 std::optional<Micros> Transmitter::NextWake() const {
@@ -217,7 +224,7 @@ void Transmitter::HandleRequest(const Frame& frame, Micros now) {
         } else {
             payload = Execute(frame, Has(faults, FaultKind::InvalidTime), request.note);
         }
-        last_ = LastRequest{frame, payload, now};
+        last_ = LastRequest{frame, AnsweredAfresh(frame.type) ? std::vector<BYTE>{} : payload, now};
     }
     Record(std::move(request));
 
@@ -492,7 +499,7 @@ void Transmitter::BeginRestart(Micros now) {
 // ---------------------------------------------------------------- self-timed windows
 
 void Transmitter::RunSchedule(Micros now) {
-    const SelfTimedConfig config = config_.SelfTimed();
+    const SelfTimedConfig& config = config_.SelfTimed();
     const bool active =
         master_ && config.enabled && clock_.Valid() && !restarting_ && HasSchedule(config);
     if (!active) {

@@ -75,6 +75,8 @@ class Transmitter {
     void Poll();
     // The reply bytes due by now, in order, taken from the queue (and written to the transcript).
     std::vector<BYTE> TakeDueOutput();
+    // The same, appended to `out`, for a face that keeps one buffer for every turn.
+    void TakeDueOutput(std::vector<BYTE>& out);
     // The monotonic time at which Poll or TakeDueOutput will next have something to do.
     std::optional<Micros> NextWake() const;
 
@@ -129,7 +131,7 @@ class Transmitter {
     };
     struct LastRequest {
         Frame frame;
-        std::vector<BYTE> reply;
+        std::vector<BYTE> reply;  // kept only for a code whose retry gets it again
         Micros at;
     };
 
@@ -169,6 +171,8 @@ class Transmitter {
     std::optional<Served> served_;
     std::optional<LastRequest> last_;
     std::deque<Outgoing> output_;
+    // What the reader found in the bytes of one Receive or Poll; kept to spare an allocation each.
+    std::vector<ReaderEvent> events_;
     Micros lastDue_ = 0;
 
     std::vector<TranscriptEntry> transcript_;

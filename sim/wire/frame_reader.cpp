@@ -25,7 +25,7 @@ void FrameReader::Feed(std::span<const BYTE> bytes, Micros now, std::vector<Read
     Expire(now, events);
     lastByte_ = now;
     buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
-    knownBad_.resize(buffer_.size(), false);
+    knownBad_.resize(buffer_.size(), 0);
     Scan(events);
 }
 
@@ -133,7 +133,7 @@ bool FrameReader::SkipToLaterFrame(std::vector<ReaderEvent>&) {
     // starts further on, the front was noise that happened to hold a header byte: answer the
     // real frame now rather than after the gap.
     for (std::size_t at = 1; at < buffer_.size(); ++at) {
-        if (buffer_[at] != kRequestHeader || knownBad_[at]) {
+        if (buffer_[at] != kRequestHeader || knownBad_[at] != 0) {
             continue;
         }
         const Candidate candidate = Check(at);
@@ -142,7 +142,7 @@ bool FrameReader::SkipToLaterFrame(std::vector<ReaderEvent>&) {
             return true;
         }
         if (candidate == Candidate::Bad) {
-            knownBad_[at] = true;
+            knownBad_[at] = 1;
         }
     }
     return false;

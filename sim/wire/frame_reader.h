@@ -58,8 +58,8 @@ class FrameReader {
     Micros lastByte_ = 0;
     std::vector<BYTE> buffer_;
     // Per buffered byte: a header there starts a complete frame already found bad, so the
-    // look-ahead need not check its CRC again.
-    std::vector<bool> knownBad_;
+    // look-ahead need not check its CRC again. Bytes, not bits: it grows with every byte fed.
+    std::vector<BYTE> knownBad_;
     std::vector<BYTE> noise_;
     // Bytes at the front that belong to a frame already reported as bad: not noise.
     std::size_t quiet_ = 0;

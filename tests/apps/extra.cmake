@@ -32,12 +32,16 @@ if(TARGET tarvo_app)
   gtest_discover_tests(apps_tarvo_runner_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(river_gauge_golden_test)
   gtest_discover_tests(apps_river_gauge_golden_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+  tarvo_app_test(tide_station_golden_test)
+  gtest_discover_tests(apps_tide_station_golden_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(run_summary_test)
   gtest_discover_tests(apps_run_summary_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(exchange_watch_test)
   gtest_discover_tests(apps_exchange_watch_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   # Thirty simulated days on a line with faults: one run serves all of its tests, so the program
   # is one test here rather than one per case.
+  tarvo_app_test(tarvo_check_test)
+  gtest_discover_tests(apps_tarvo_check_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
   tarvo_app_test(soak_test)
   add_test(NAME apps_ThirtySimulatedDaysOnAFaultyLine COMMAND apps_soak_test)
   set_tests_properties(apps_ThirtySimulatedDaysOnAFaultyLine PROPERTIES LABELS apps TIMEOUT 600)
@@ -86,4 +90,11 @@ if(TARGET tarvo_app)
     CORVANE_PLUGIN_PATH="$<TARGET_FILE:corvane>"
     HOOK_PLUGIN_PATH="$<TARGET_FILE:messagehookplugin>")
   gtest_discover_tests(apps_tarvo_call_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+endif()
+
+# `tarvo panel` at a terminal: tmux (installed by scripts/install-deps) gives it one of 80x24.
+if(TARGET tarvo_app)
+  tarvo_app_test(tarvo_panel_test)
+  target_sources(apps_tarvo_panel_test PRIVATE ${CMAKE_CURRENT_LIST_DIR}/support/tmux_screen.cpp)
+  gtest_discover_tests(apps_tarvo_panel_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
 endif()

@@ -76,7 +76,8 @@ TEST(TarvoCall, AGetterPrintsTheSettingTheSetupHolds) {
         {"GetRTChannel", "77\n"},
         {"IsRandomEnabled", "true\n"},
         {"CorvaneTxEnabled", "true\n"},
-        {"GetReportString", ""},  // no report exists yet: nothing, and no error
+        {"GetReportString",  // the river gauge sends no NOS message
+         "NOS REPORT\r\nNo recent NOS values.\r\n\r\nREPORT COMPLETE\r\n"},
     };
     for (const auto& row : rows) {
         const Result r = Call(kRiverGauge, {row.name});

@@ -113,13 +113,14 @@ TEST(Runner, HelpIsCompleteAndTrue) {
         "--log FILE|--level LEVEL|tarvo blocks|90s, 15m, 24h, 30d|Ctrl-C|130|--no-sim|"
         "--transcript FILE|--sim-fault FAULT|--sim-clock-offset SECONDS|--set-machine-clock|"
         "--sim-line-faults RATE|--seed N|percentage (5%)|line-fault|"
-        "0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad CRC)|downlink log:|(ignored)");
+        "tarvo check SETUP...|0 is COM2:|7 is COM9:|(refused)|(no answer)|(repeat)|(bad "
+        "CRC)|downlink log:|(ignored)");
     for (std::string item; std::getline(items, item, '|');) {
         EXPECT_THAT(r.out, HasSubstr(item));
     }
     EXPECT_EQ(Tarvo({"run", "--help"}).out, r.out);
     // Every option the help names is one the command line takes, with a value when the help
-    // shows one, in run or in call or on its own.
+    // shows one, in run, call or check, or on its own.
     const std::regex named(R"((--[a-z-]+)( [A-Z])?(?=[\s\],]))");
     int options = 0;
     for (std::sregex_iterator it(r.out.begin(), r.out.end(), named), end; it != end; ++it) {
@@ -128,7 +129,8 @@ TEST(Runner, HelpIsCompleteAndTrue) {
         bool known = false;
         for (std::vector<std::string> args : {std::vector<std::string>{option},
                                               {"run", "s.xml", option, value},
-                                              {"call", "s.xml", "E", option, value}}) {
+                                              {"call", "s.xml", "E", option, value},
+                                              {"check", "s.xml", option, value}}) {
             Command command;
             std::string error;
             known = known || ParseCommand(args, command, error) ||
@@ -146,8 +148,10 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         std::vector<std::string> args;
         const char* says;
     } cases[] = {
-        {{}, "tarvo: expected a command: run, call or blocks"},
-        {{"record"}, "tarvo: unknown command \"record\"; expected run, call or blocks"},
+        {{}, "tarvo: expected a command: run, call, panel, check or blocks"},
+        {{"record"},
+         "tarvo: unknown command \"record\"; expected run, call, panel, check or blocks"},
+        {{"check"}, "tarvo: check: expected a setup file: tarvo check SETUP... [--json]"},
         {{"run"}, "tarvo: run: expected a setup file: tarvo run SETUP [options]"},
         {{"run", "s.xml", "--for", "90x"}, "tarvo: --for: \"90x\" is no duration; expected a"},
         {{"run", "s.xml", "--for"}, "tarvo: --for needs a value"},
@@ -172,6 +176,10 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--seed", "-1"}, "tarvo: --seed: expected a whole number"},
         {{"run", "s.xml", "--no-sim", "--sim-line-faults", "5%"},
          "tarvo: --sim-line-faults: only with the in-process simulator (not with --no-sim)"},
+        {{"panel"}, "tarvo: panel: expected a setup file: tarvo panel SETUP [options]"},
+        {{"panel", "a.xml", "b.xml"}, "tarvo: panel: unexpected \"b.xml\""},
+        {{"panel", "s.xml", "--no-sim", "--transcript", "t"},
+         "tarvo: --transcript: only with the in-process simulator (not with --no-sim)"},
     };
     for (const auto& c : cases) {
         auto r = Tarvo(c.args);

@@ -24,10 +24,15 @@ bool TryTake(TWaitState& state) {
 }  // namespace
 
 std::shared_ptr<ThreadCtx> CurrentThread() {
+    CurrentThreadRecord();
+    return tCurrent;
+}
+
+ThreadCtx& CurrentThreadRecord() {
     if (!tCurrent) {
         tCurrent = std::make_shared<ThreadCtx>();
     }
-    return tCurrent;
+    return *tCurrent;
 }
 
 void AdoptThread(std::shared_ptr<ThreadCtx> ctx) {
@@ -50,7 +55,7 @@ void Kernel::YieldIfVirtual(KernelLock& lock) {
     // Only the virtual clock takes turns; the real one must not touch the thread's record, which
     // may already be gone while static objects are torn down at exit.
     if (clock->IsVirtual()) {
-        clock->Yield(*CurrentThread(), lock);
+        clock->Yield(CurrentThreadRecord(), lock);
     }
 }
 
@@ -65,7 +70,7 @@ DWORD Kernel::Wait(KernelLock& lock, std::span<TWaitable* const> objects, Micros
         YieldIfVirtual(lock);
         return WAIT_TIMEOUT;
     }
-    if (deadline >= 0 && clock->EndAtOnce(*CurrentThread(), deadline, EarliestTimed())) {
+    if (deadline >= 0 && clock->EndAtOnce(CurrentThreadRecord(), deadline, EarliestTimed())) {
         return WAIT_TIMEOUT;
     }
     Waiter waiter{objects, deadline, nextSeq_++, CurrentThread()};

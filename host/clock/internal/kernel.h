@@ -34,6 +34,9 @@ struct ThreadCtx {
 
 // The calling thread's record, made on first use.
 std::shared_ptr<ThreadCtx> CurrentThread();
+// The same, not shared: for a look within the call (every wait makes one, and a shared copy
+// costs two atomic counts).
+ThreadCtx& CurrentThreadRecord();
 // Makes `ctx` the calling thread's record (a TThread's body adopts the record made for it).
 void AdoptThread(std::shared_ptr<ThreadCtx> ctx);
 

@@ -118,16 +118,21 @@ Micros MemoryLine::NextPendingArrival(const Direction& direction) const {
 
 bool MemoryLine::PortSend(const BYTE* data, std::size_t count) {
     CatchUpPeer();
+    bool readerWaits = false;
     {
         std::lock_guard lock(mutex_);
         if (!portOpen_)
             return false;
         Queue(toPeer_, data, count, NowNanos());
+        readerWaits = peerReaders_ > 0;
     }
     // Without line speed the bytes are there at once: a catch-up at this instant has work again.
     if (!modelLineSpeed_)
         caughtUpAt_.store(std::numeric_limits<Micros>::min());
-    toPeer_.arrived.Set();
+    // The module sends byte by byte; a passive peer never reads, and signalling costs the clock's
+    // lock each time.
+    if (readerWaits)
+        toPeer_.arrived.Set();
     return true;
 }
 
@@ -176,14 +181,22 @@ bool MemoryLine::WriteAt(const BYTE* data, std::size_t count, Micros at) {
     return true;
 }
 
-std::size_t MemoryLine::TakeArrivedBy(BYTE* data, std::size_t count, Micros at) {
+std::size_t MemoryLine::TakeArrivedBy(BYTE* data, std::size_t count, Micros at,
+                                      Micros* nextArrival) {
     std::lock_guard lock(mutex_);
-    return TakeArrived(toPeer_, data, count, at * 1000);
+    const std::size_t taken = TakeArrived(toPeer_, data, count, at * 1000);
+    if (nextArrival != nullptr)
+        *nextArrival = FirstArrival(toPeer_);
+    return taken;
 }
 
 Micros MemoryLine::NextArrival() {
     std::lock_guard lock(mutex_);
-    return toPeer_.bytes.empty() ? -1 : CeilMicros(toPeer_.bytes.front().arrival);
+    return FirstArrival(toPeer_);
+}
+
+Micros MemoryLine::FirstArrival(const Direction& direction) {
+    return direction.bytes.empty() ? -1 : CeilMicros(direction.bytes.front().arrival);
 }
 
 void MemoryLine::AttachPassive(PassivePeer* peer) {
@@ -213,6 +226,21 @@ std::size_t MemoryLine::Read(BYTE* data, std::size_t count, DWORD timeoutMs) {
         return 0;
     const Micros deadline =
         timeoutMs == INFINITE ? -1 : NowMicros() + static_cast<Micros>(timeoutMs) * 1000;
+    // Counted as a reader from before it looks until after it has waited, so that a send in
+    // between signals it (see PortSend).
+    struct Reader {
+        explicit Reader(MemoryLine& line) : line_(line) {
+            std::lock_guard lock(line_.mutex_);
+            ++line_.peerReaders_;
+        }
+        ~Reader() {
+            std::lock_guard lock(line_.mutex_);
+            --line_.peerReaders_;
+        }
+        Reader(const Reader&) = delete;
+        Reader& operator=(const Reader&) = delete;
+        MemoryLine& line_;
+    } reader(*this);
     for (;;) {
         Micros next;
         {

@@ -41,7 +41,8 @@ class MemoryLine : public SerialPeer {
     DWORD Baud() const override;
     void AttachPassive(PassivePeer* peer) override;
     bool WriteAt(const BYTE* data, std::size_t count, Micros at) override;
-    std::size_t TakeArrivedBy(BYTE* data, std::size_t count, Micros at) override;
+    std::size_t TakeArrivedBy(BYTE* data, std::size_t count, Micros at,
+                              Micros* nextArrival = nullptr) override;
     Micros NextArrival() override;
 
   private:
@@ -64,6 +65,8 @@ class MemoryLine : public SerialPeer {
     void Queue(Direction& direction, const BYTE* data, std::size_t count, Nanos now);
     std::size_t TakeArrived(Direction& direction, BYTE* data, std::size_t count, Nanos now);
     std::size_t CountArrived(const Direction& direction, Nanos now) const;
+    // Clock time (µs, rounded up) at which the first byte queued arrives; negative when none.
+    static Micros FirstArrival(const Direction& direction);
     // Clock time (µs, rounded up) of the next byte still on its way; negative when none.
     Micros NextPendingArrival(const Direction& direction) const;
     // A passive peer's catch-up and next action (none when no peer is attached).
@@ -83,6 +86,7 @@ class MemoryLine : public SerialPeer {
     mutable std::mutex mutex_;
     bool portOpen_ = false;
     bool wake_ = false;
+    int peerReaders_ = 0;  // peer threads inside Read: only they need toPeer_.arrived set
     DWORD baud_ = 9600;
     Nanos byteTime_;  // 10 bit times at 9600 baud until configured
     Direction toPeer_;

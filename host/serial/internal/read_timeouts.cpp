@@ -31,7 +31,9 @@ std::size_t ReceiveWithTimeouts(ByteSource& source, BYTE* data, std::size_t coun
         const std::size_t taken = source.Take(data + got, count - got);
         if (taken > 0) {
             got += taken;
-            lastByte = NowMicros();
+            // The module reads byte by byte: a read that is complete needs no clock.
+            if (got < count)
+                lastByte = NowMicros();
             continue;
         }
         if (atOnce)

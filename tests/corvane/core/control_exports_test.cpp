@@ -11,6 +11,8 @@
 
 #include "corvane/core/device.h"
 #include "corvane/link/support/scripted_peer.h"
+#include "host/engine/logger_folders.h"
+#include "host/support/temp_dir.h"
 
 namespace {
 
@@ -200,15 +202,15 @@ TEST_F(ControlExports, BasicHookGoesToTheSelfTimedMessengerFirstAndANullOneRemov
     EXPECT_NE(message, L"hooked 0");
 }
 
-TEST_F(ControlExports, ReportStringIsEmptyUntilTheReportExistsWhetherRecordingOrNot) {
+TEST_F(ControlExports, ReportStringSaysSoWhenNoNosMessageWasSent) {
+    tarvo::test::TempDir dir;
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, dir.File("flash"));
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::StorageCard, dir.File("card"));
     std::wstring report = L"stale";
     GetReportString(&report, nullptr);
-    EXPECT_EQ(report, L"");
-    report = L"stale";
-    TheCorvane().SetRunning(true);
-    GetReportString(&report, nullptr);
-    EXPECT_EQ(report, L"");
-    GetReportString(nullptr, nullptr);  // nothing to fill: nothing happens
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, "");
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::StorageCard, "");
+    EXPECT_EQ(report, L"NOS REPORT\r\nNo recent NOS values.\r\n\r\nREPORT COMPLETE\r\n");
 }
 
 }  // namespace

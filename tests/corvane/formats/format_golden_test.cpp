@@ -4,6 +4,7 @@
 //     CORVANE_UPDATE_GOLDEN=1 build/<dir>/tests/corvane_format_golden_test
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -42,7 +43,11 @@ std::string Printable(const std::wstring& message) {
             out += "\\n";
         else if (c == L'\\')
             out += "\\\\";
-        else
+        else if (c < 0x20 || c >= 0x7F) {
+            char hex[8];
+            std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned>(c) & 0xFFu);
+            out += hex;
+        } else
             out += static_cast<char>(c);
     }
     return out;
@@ -52,7 +57,8 @@ const char* const kScenario =
     "# Six formats from one graph after a simulated day (2024-06-03): HG, the stage every 15 min "
     "(4 values, the 23:30 reading missing); TA, the air temperature hourly (3 values, "
     "negative); QR, the discharge every 30 min (2 values, 9-character texts, UseCalcTime). "
-    "Built at 23:54:40 for the 00:05:00 transmission.\n";
+    "Built at 23:54:40 for the 00:05:00 transmission. NOS has no format table here; INSAT's bytes "
+    "show as \\xNN.\n";
 
 TEST(FormatGolden, OneMessageOfEachFormatFromTheSameDay) {
     tarvo::host::ScopedVirtualClock clock(TTime(2024, 6, 3, 0, 0, 0) - TTimeSpan::FromSeconds(1));

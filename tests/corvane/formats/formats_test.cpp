@@ -181,6 +181,37 @@ INSTANTIATE_TEST_SUITE_P(
                       Row{"Handar with no blocks leaves the message", L"Handar", {}, L"untouched"}),
     [](const ::testing::TestParamInfo<Row>& info) { return "row" + std::to_string(info.index); });
 
+// INSAT bytes: the count of values, then each as 16 bits big-endian, zeros to 25 or 50 bytes.
+std::wstring InsatBytes(std::vector<int> bytes, std::size_t size) {
+    std::wstring message(bytes.begin(), bytes.end());
+    message.resize(size, L'\0');
+    return message;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Insat, Formats,
+    ::testing::Values(
+        Row{"INSAT: each value scaled by its digits, 0x8000 for a missing one, in 25 bytes",
+            L"INSAT",
+            {HgBlock(), PcBlock()},
+            InsatBytes({6, 0x00, 123, 0x00, 125, 0x00, 130, 0x00, 102, 0x80, 0x00, 0x00, 101}, 25)},
+        Row{"INSAT: 13 values take 50 bytes; negatives are two's complement",
+            L"INSAT",
+            {Block(L"N", std::vector<std::optional<TValue>>(13, V(-1.0, 0)))},
+            InsatBytes({13,   0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
+                       50)},
+        Row{"INSAT clamps a value beyond 16 bits and skips an unlabelled block",
+            L"INSAT",
+            {Block(L"", {V(1.0)}), Block(L"Q", {V(5000.0), V(-5000.0)})},
+            InsatBytes({2, 0x7F, 0xFF, 0x80, 0x01}, 25)},
+        Row{"INSAT with no labelled block leaves the message",
+            L"INSAT",
+            {Block(L"", {V(1.0)})},
+            L"untouched"}),
+    [](const ::testing::TestParamInfo<Row>& info) { return "row" + std::to_string(info.index); });
+
 struct FieldRow {
     const wchar_t* label;
     bool present;
@@ -230,26 +261,6 @@ TEST(FormatDispatch, NamesAreExactAndTheHookHasTheLastWord) {
     request.hook = Supply;
     EXPECT_TRUE(corvane::FormatSelfTimedMessage(request, message));
     EXPECT_EQ(message, L"HOOK0") << "the hook alone makes the message of an unknown name";
-}
-
-TEST(FormatDispatch, FormatsWithoutAFormatterBuildNothing) {
-    tarvo::host::LogCapture log;
-    const FakeBlock hg = HgBlock();
-    for (const wchar_t* format : {L"NOS", L"INSAT"}) {
-        MessageRequest request;
-        request.format = format;
-        request.blocks = {&hg};
-        std::wstring message;
-        EXPECT_FALSE(corvane::FormatSelfTimedMessage(request, message));
-        EXPECT_EQ(message, L"");
-        request.hook = Supply;
-        EXPECT_TRUE(corvane::FormatSelfTimedMessage(request, message));
-    }
-    EXPECT_THAT(log.Texts(TReportLevel::Warning),
-                ::testing::ElementsAre("Format \"NOS\" is not available; no message is built.",
-                                       "Format \"NOS\" is not available; no message is built.",
-                                       "Format \"INSAT\" is not available; no message is built.",
-                                       "Format \"INSAT\" is not available; no message is built."));
 }
 
 }  // namespace

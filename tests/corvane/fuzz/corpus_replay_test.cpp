@@ -17,6 +17,7 @@
 
 extern "C" int SetupFuzzOneInput(const std::uint8_t* data, std::size_t size);
 extern "C" int ReplyFuzzOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" int NosTableFuzzOneInput(const std::uint8_t* data, std::size_t size);
 extern "C" int CsvSourceFuzzOneInput(const std::uint8_t* data, std::size_t size);
 extern "C" int TimeTextFuzzOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -31,6 +32,7 @@ struct Target {
 const Target kTargets[] = {
     {.name = "setup", .corpus = SETUP_CORPUS, .run = SetupFuzzOneInput},
     {.name = "reply", .corpus = REPLY_CORPUS, .run = ReplyFuzzOneInput},
+    {.name = "nos_table", .corpus = NOS_TABLE_CORPUS, .run = NosTableFuzzOneInput},
     {.name = "csv_source", .corpus = CSV_SOURCE_CORPUS, .run = CsvSourceFuzzOneInput},
     {.name = "time_text", .corpus = TIME_TEXT_CORPUS, .run = TimeTextFuzzOneInput},
 };

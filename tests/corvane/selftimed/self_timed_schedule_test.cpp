@@ -14,6 +14,7 @@
 #include "corvane/support/scripted_transmitter.h"
 #include "host/clock/clock.h"
 #include "host/engine/engine.h"
+#include "host/engine/logger_folders.h"
 #include "host/log/report_sinks.h"
 #include "host/support/temp_dir.h"
 #include "platform/clock.h"
@@ -77,6 +78,19 @@ TEST_F(SelfTimedSchedule, LoadsTwentySecondsBeforeEachCloseAndSynchronisesAfterT
     // Polls once a minute while the next window is more than ten minutes away, each with a
     // clock synchronisation.
     EXPECT_GT(transmitter.clockSyncs, 100);
+}
+
+TEST_F(SelfTimedSchedule, UnderNosTheThreadReadsTheFormatTableAsItStarts) {
+    tarvo::test::TempDir flashDisk;  // holds no table
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, flashDisk.Path());
+    messenger.Settings().Format = L"NOS";
+    FirstCloseIn(3600);
+    RunFor(TTimeSpan(0, 0, 0, 1));
+    messenger.Stop();
+    tarvo::host::SetLoggerFolder(tarvo::host::LoggerFolder::FlashDisk, "");
+    EXPECT_THAT(LoadTimes(), ElementsAre()) << "long before the first message";
+    EXPECT_THAT(log.Texts(TReportLevel::Warning),
+                ElementsAre("NOS Format: Format table missing or empty"));
 }
 
 TEST_F(SelfTimedSchedule, AWindowUnderTwentySecondsAwayIsSkipped) {
