@@ -18,6 +18,7 @@ function(tarvo_fuzz_libraries)
   tarvo_glob_library(tarvo_fuzz_host STATIC host)
   tarvo_glob_library(tarvo_fuzz_corvane STATIC corvane)
   target_link_libraries(tarvo_fuzz_host PUBLIC tarvo_platform Threads::Threads LibXml2::LibXml2
+                                               ${NCURSESW_LIBRARY} ${TINFO_LIBRARY}
                                                ${CMAKE_DL_LIBS})
   target_link_libraries(tarvo_fuzz_corvane PUBLIC tarvo_fuzz_host)
   foreach(lib tarvo_fuzz_host tarvo_fuzz_corvane)

@@ -8,12 +8,16 @@
 
 #include "apps/tarvo/check_report.h"
 #include "apps/tarvo/day_plan.h"
+#include "apps/tarvo/nos_widest.h"
 #include "apps/tarvo/run_session.h"
 #include "apps/tarvo/setup_ranges.h"
 #include "apps/tarvo/station_blocks.h"
+#include "corvane/formats/nos_formatter.h"
+#include "corvane/selftimed/self_timed_settings.h"
 #include "host/engine/plugin.h"
 #include "host/log/report_sinks.h"
 #include "host/text/utf8.h"
+#include "platform/files.h"
 
 namespace tarvo::runner {
 namespace {
@@ -24,6 +28,7 @@ struct ModuleWords {
     std::vector<std::string> conversions;   // "Converting format int %d to string %s"
     std::string validation;                 // "Corvane setup: ..." when its checks failed
     std::string section;                    // the section as the module writes it
+    std::string nosTablePath;               // where the host finds the logger's NOS table
 };
 
 constexpr const char* kValidationPrefix = "Corvane setup: ";
@@ -177,6 +182,7 @@ int HearModule(const CheckOptions& options, const std::string& path, std::FILE* 
             words.validation = text;
     }
     blocks = ReadStationBlocks(session.Engine());
+    words.nosTablePath = LoggerPathToHost(corvane::kNosFormatTablePath);
     session.Close();
     return 0;
 }
@@ -227,13 +233,65 @@ void AddGrouplessRandomBlocks(const std::vector<StationBlock>& blocks, CheckRepo
     }
 }
 
+std::string Listed(const std::vector<std::string>& items) {
+    std::string text;
+    for (const std::string& item : items)
+        text += (text.empty() ? "" : ", ") + item;
+    return text;
+}
+
+// The NOS message as the module's formatter would lay it out from the station's table: what
+// the table loses, and what a window too small for the whole message makes the formatter drop.
+void PredictNos(const ModuleWords& words, const SectionElements& settings,
+                const std::vector<StationBlock>& blocks, const SectionInFile& file,
+                CheckReport& report) {
+    SelfTimedPlan& st = report.selfTimed;
+    host::LogCapture capture;
+    corvane::NosPlan plan;
+    const bool planned = PlanNosTable(words.nosTablePath, blocks, plan);
+    const int formatLine = file.LineOf(L"SelfTimed", L"Format");
+    for (const std::string& w : capture.Texts(TReportLevel::Warning))
+        report.notes.push_back({formatLine, "the NOS format table " + words.nosTablePath +
+                                                ": the formatter warns \"" + w + "\""});
+    if (!planned) {
+        report.problems.push_back({formatLine, "NOS: no message is made from " +
+                                                   words.nosTablePath +
+                                                   ", expected a NOS format table of type P "
+                                                   "or N with at least one line"});
+        return;
+    }
+    const long type = NumberOf(settings, L"SelfTimed", L"Type");
+    const int bitsPerSecond = type >= 0 && type < static_cast<long>(kSelfTimedTypes.size())
+                                  ? kSelfTimedTypes[static_cast<std::size_t>(type)].bitsPerSecond
+                                  : 0;
+    const NosWidest w = WidestNosMessage(
+        plan, corvane::NosCharactersAvailable(static_cast<int>(st.windowSeconds), bitsPerSecond));
+    st.widestBytes = w.sent;
+    st.fits = !st.rate || FitsWindow(*st.rate, w.sent, st.windowSeconds);
+    const std::string room = std::to_string(w.built) + " characters do not fit the " +
+                             std::to_string(w.available) + " the formatter allows the " +
+                             std::to_string(st.windowSeconds) + " s window";
+    if (!w.droppedRedundant.empty())
+        report.notes.push_back(
+            {file.LineOf(L"SelfTimed", L"WinLen"),
+             "the widest NOS message: " + room +
+                 "; the redundant blocks dropped: " + Listed(w.droppedRedundant)});
+    if (!w.droppedBlocks.empty())
+        report.problems.push_back({file.LineOf(L"SelfTimed", L"WinLen"),
+                                   "the widest NOS message still does not fit without its "
+                                   "redundant blocks; the blocks dropped: " +
+                                       Listed(w.droppedBlocks) +
+                                       ", expected a window that holds every block"});
+}
+
 void AddAirtimeFindings(const SectionInFile& file, CheckReport& report) {
     const SelfTimedPlan& st = report.selfTimed;
     if (st.enabled) {
-        if (!st.widestBytes)
+        // A NOS station whose table makes no message has its problem told already.
+        if (!st.widestBytes && st.format != "NOS")
             report.notes.push_back({file.LineOf(L"SelfTimed", L"Format"),
-                                    st.format + ": not predicted (no formatter in this build "
-                                                "to count its widest message)"});
+                                    st.format + ": not predicted (no formatter of that "
+                                                "name to count its widest message)"});
         if (!st.rate)
             report.notes.push_back({file.LineOf(L"SelfTimed", L"Type"),
                                     "self-timed type \"" + st.typeName +
@@ -274,6 +332,8 @@ int CheckOne(const CheckOptions& options, const std::string& path, std::FILE* ou
     report.setup = path;
     report.selfTimed = PlanSelfTimed(settings, blocks);
     report.random = PlanRandom(settings, blocks);
+    if (report.selfTimed.enabled && report.selfTimed.format == "NOS")
+        PredictNos(words, settings, blocks, file, report);
     const bool transmits = report.selfTimed.enabled || report.random.enabled;
     if (!transmits)
         report.notes.push_back({file.sectionLine,

@@ -8,6 +8,7 @@
 #include "apps/tarvo/check_command.h"
 #include "apps/tarvo/lost_readings.h"
 #include "apps/tarvo/options.h"
+#include "apps/tarvo/panel_command.h"
 #include "apps/tarvo/run_journal.h"
 #include "apps/tarvo/run_session.h"
 #include "apps/tarvo/transmitter_hooks.h"
@@ -30,6 +31,8 @@ int main(int argc, char** argv) {
             return 0;
         case Command::Kind::Call:
             return ExecuteCall(command.call, stdout, stderr);
+        case Command::Kind::Panel:
+            return ExecutePanel(command.panel, stdout, stderr);
         case Command::Kind::Check:
             return ExecuteCheck(command.check, stdout, stderr);
         case Command::Kind::Blocks:

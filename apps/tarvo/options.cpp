@@ -99,10 +99,14 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
     app.add_subcommand("help")->preparse_callback([](std::size_t) { throw CLI::CallForHelp(); });
     CLI::App* run = apps::Prepare(app.add_subcommand("run"));
     CLI::App* call = apps::Prepare(app.add_subcommand("call"));
+    CLI::App* panel = apps::Prepare(app.add_subcommand("panel"));
     CLI::App* check = apps::Prepare(app.add_subcommand("check"));
     CLI::App* blocks = apps::Prepare(app.add_subcommand("blocks"));
     const auto simOptions = AddRunOptions(*run, command.run);
     AddCallOptions(*call, command.call);
+    AddSessionOptions(*panel, command.panel.session);
+    panel->add_option("SETUP", command.panel.session.setupPath);
+    panel->add_option("--transcript", command.panel.session.transcriptPath);
     blocks->add_option("--plugin", command.blocks.plugins)->allow_extra_args(false);
     check->add_option("SETUP", command.check.setupPaths);
     check->add_option("--plugin", command.check.plugins)->allow_extra_args(false);
@@ -115,18 +119,25 @@ bool ParseCommand(const std::vector<std::string>& args, Command& command, std::s
     command.kind = *version       ? Kind::Version
                    : sub == run   ? Kind::Run
                    : sub == call  ? Kind::Call
+                   : sub == panel ? Kind::Panel
                    : sub == check ? Kind::Check
                                   : Kind::Blocks;
     if (args.empty())
-        error = "expected a command: run, call, check or blocks (see tarvo --help)";
+        error = "expected a command: run, call, panel, check or blocks (see tarvo --help)";
     else if (!extra.empty() || (sub == nullptr && !*version))
         error = "unknown command \"" + (extra.empty() ? args[0] : extra) +
-                "\"; expected run, call, check or blocks (see tarvo --help)";
+                "\"; expected run, call, panel, check or blocks (see tarvo --help)";
     else if (!left.empty() && (left[0] == '-' || sub != run))
         error = sub->get_name() + (left[0] == '-' ? ": unknown option \"" : ": unexpected \"") +
                 left + "\"";
     else if (sub == call && command.call.exportName.empty())
         error = "call: expected a setup file and an export: tarvo call SETUP EXPORT [ARG...]";
+    else if (sub == panel && command.panel.session.setupPath.empty())
+        error = "panel: expected a setup file: tarvo panel SETUP [options]";
+    else if (sub == panel && !command.panel.session.transcriptPath.empty() &&
+             !command.panel.session.SimulatorWanted())
+        error = std::string("--transcript: only with the in-process simulator (not with ") +
+                (command.panel.session.serial.empty() ? "--no-sim" : "--serial") + ")";
     else if (sub == check && command.check.setupPaths.empty())
         error = "check: expected a setup file: tarvo check SETUP... [--json]";
     else if (sub == run)
@@ -235,6 +246,8 @@ Usage:
                   [--flash-disk DIR] [--storage-card DIR]
   tarvo call SETUP EXPORT [ARG...] [--save] [--module NAME] [--serial NAME=PATH]...
                   [--no-sim] [--plugin PATH]... [--log FILE] [--level LEVEL]
+  tarvo panel SETUP [--serial NAME=PATH]... [--no-sim] [--plugin PATH]... [--log FILE]
+                  [--level LEVEL] [--transcript FILE]
   tarvo check SETUP... [--json] [--plugin PATH]...
   tarvo blocks [--plugin PATH]...
   tarvo --help | --version
@@ -248,6 +261,14 @@ Commands:
               Nothing records. The transmitter is reached as by run: simulated in process,
               or a device through --serial, such as
                 tarvo call SETUP GetCorvaneStatus --serial COM2:=/dev/ttyUSB0
+  panel       Open the control panel on this terminal (80x24 at least; see docs/console.md):
+              a tree of the control panel items of the loaded plug-ins (Corvane, Self-Timed,
+              Random, the test transmissions) and of the setup's blocks; Enter opens one, Esc
+              leaves. On leaving, when a dialog confirmed a change, it asks whether to save
+              SETUP; a save is atomic and rewrites only the sections that changed. Nothing
+              records. The transmitter is reached as by run. Standard input must be a
+              terminal. --serial, --no-sim, --plugin, --log, --level and --transcript (what the
+              simulated transmitter saw and sent, test transmissions included) are as for run.
   check       Rehearse each setup file SETUP before a field trip: load it and its plug-ins,
               record nothing and talk to no transmitter, and tell what recording start
               would refuse or warn about, values outside the ranges the module's property
@@ -303,8 +324,10 @@ Options of check:
   start only warns about or converts is a "note:" line. Airtime is from the public GOES
   figures: N bytes take (137 + 4N)/150 s at 300 bps and (223 + 4N)/600 s at 1200 bps; other
   transmitter types have no public figure and are not computed. The widest message counts
-  every block full, SHEF and Handar values at up to 5 whole digits with a sign; what the
-  transmitter appends itself (battery voltage, position) is not counted. Exit status: 0 when
+  every block full, SHEF and Handar values at up to 5 whole digits with a sign, INSAT at 25
+  or 50 bytes, NOS from the station's NOS format table less the redundant blocks (then the
+  blocks) the formatter drops to fit the window, each named; what the transmitter appends
+  itself (battery voltage, position) is not counted. Exit status: 0 when
   every setup is clean, 1 when recording start would refuse one, a value is out of range, a
   message can overflow its window or a setup could not be loaded, 2 for a command-line error.
 

@@ -51,6 +51,13 @@ struct CallOptions {
                          // loaded plug-in that has the export
 };
 
+// `tarvo panel`: the control panel on the terminal, on the loaded setup.
+struct PanelOptions {
+    // The setup and how the transmitter is reached, as for run (--serial, --no-sim, --plugin,
+    // --log, --level, --transcript); nothing records.
+    RunOptions session;
+};
+
 // `tarvo check`: setups rehearsed without recording or a transmitter.
 struct CheckOptions {
     std::vector<std::string> setupPaths;
@@ -63,10 +70,11 @@ struct BlocksOptions {
 };
 
 struct Command {
-    enum class Kind { Help, Version, Run, Call, Check, Blocks };
+    enum class Kind { Help, Version, Run, Call, Panel, Check, Blocks };
     Kind kind = Kind::Help;
     RunOptions run;
     CallOptions call;
+    PanelOptions panel;
     CheckOptions check;
     BlocksOptions blocks;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwctype>
 
+#include "corvane/formats/insat_format.h"
 #include "platform/time.h"
 
 namespace tarvo::runner {
@@ -72,6 +73,23 @@ int Handar(const std::vector<StationBlock>& blocks) {
     return bytes;
 }
 
+// A count byte and two bytes a value, padded to the short or the long size; values beyond what
+// the long one holds are dropped, and a setup without a labelled block gets no message.
+int Insat(const std::vector<StationBlock>& blocks) {
+    long values = 0;
+    bool labelled = false;
+    for (const StationBlock& b : blocks) {
+        if (b.label.empty())
+            continue;
+        labelled = true;
+        values += std::max(0L, b.numVals);
+    }
+    if (!labelled)
+        return 0;
+    return values <= (corvane::kInsatShortBytes - 1) / 2 ? corvane::kInsatShortBytes
+                                                         : corvane::kInsatLongBytes;
+}
+
 }  // namespace
 
 std::optional<int> WidestSelfTimedMessage(const std::wstring& format, long numVals,
@@ -93,6 +111,8 @@ std::optional<int> WidestSelfTimedMessage(const std::wstring& format, long numVa
         return Nfdrs(blocks);
     if (format == L"Handar")
         return Handar(blocks);
+    if (format == L"INSAT")
+        return Insat(blocks);
     return std::nullopt;
 }
 

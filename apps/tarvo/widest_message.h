@@ -17,7 +17,8 @@ namespace tarvo::runner {
 inline constexpr int kWidestIntegerDigits = 5;  // readings within -99999 .. 99999
 
 // The widest self-timed message of `format` (the module's name for it) from the SelfTimed
-// blocks; none for a format without a formatter to predict ("NOS", "INSAT", an unknown name).
+// blocks; none for "NOS", which its format table lays out (nos_widest.h), and an unknown name.
+// "INSAT" is 25 bytes for up to 12 values of labelled blocks, else 50.
 // `numVals` is the self-timed NumVals setting, `rateSeconds` the self-timed rate.
 std::optional<int> WidestSelfTimedMessage(const std::wstring& format, long numVals,
                                           long rateSeconds,

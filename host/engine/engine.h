@@ -82,6 +82,9 @@ class HostEngine : public CEngine {
     // The whole setup as it would be saved now.
     bool BuildSetup(SetupFile& file, std::string& error);
     bool SaveSetup(const std::string& path, std::string& error);
+    // The <Blocks> element as the graph would be written now, so that a caller can save that
+    // section alone.
+    std::string BlocksSectionText();
     const std::string& SetupPath() const { return setupPath_; }
     // The folder relative file names in the setup are taken from ("." without a file).
     std::string SetupDirectory() const;

@@ -168,6 +168,11 @@ bool HostEngine::BuildSetup(SetupFile& file, std::string& error) {
     return ComposeSetup(file, error);
 }
 
+std::string HostEngine::BlocksSectionText() {
+    SetupGuard guard(*this);
+    return WriteBlocksSection(DescribeGraph());
+}
+
 bool HostEngine::SaveSetup(const std::string& path, std::string& error) {
     SetupGuard guard(*this);
     SetupFile file;

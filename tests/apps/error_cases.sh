@@ -46,7 +46,7 @@ printf '<TarvoSetup>\n  <Blocks>\n    <Block Type="Source" Name="A"\n' > broken.
 cp self.xml self.before
 ex="$examples/river-gauge.xml"
 
-check "no command" 2 "tarvo: expected a command: run, call, check or blocks*" "$tarvo"
+check "no command" 2 "tarvo: expected a command: run, call, panel, check or blocks*" "$tarvo"
 check "an unknown command" 2 'tarvo: unknown command "bogus"*' "$tarvo" bogus
 check "a setup that is not there" 1 "tarvo: missing.xml: cannot read: No such file*" \
   "$tarvo" run missing.xml

@@ -91,3 +91,10 @@ if(TARGET tarvo_app)
     HOOK_PLUGIN_PATH="$<TARGET_FILE:messagehookplugin>")
   gtest_discover_tests(apps_tarvo_call_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
 endif()
+
+# `tarvo panel` at a terminal: tmux (installed by scripts/install-deps) gives it one of 80x24.
+if(TARGET tarvo_app)
+  tarvo_app_test(tarvo_panel_test)
+  target_sources(apps_tarvo_panel_test PRIVATE ${CMAKE_CURRENT_LIST_DIR}/support/tmux_screen.cpp)
+  gtest_discover_tests(apps_tarvo_panel_test DISCOVERY_TIMEOUT 60 PROPERTIES LABELS apps)
+endif()

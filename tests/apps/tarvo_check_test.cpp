@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -289,11 +291,39 @@ int Predicted(const std::string& json, const std::string& field) {
     return std::regex_search(json, m, std::regex(field + "\":(\\d+)")) ? std::stoi(m[1]) : -1;
 }
 
+std::string FileText(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+constexpr const char* kNosWithoutRoom = "NOS with no room for its redundant blocks";
+
+// The tide-station example with every source a constant far beyond any field's range, beside a
+// copy of its NOS format table. It transmits self-timed messages only. Without room, its 56
+// characters get a window of 50 (5 s at 100 bps), which the formatter fills by dropping both
+// redundant blocks.
+void WriteWidestTideStation(const TempDir& dir, bool withoutRoom) {
+    const std::filesystem::path example = std::filesystem::path(EXAMPLES_DIR) / "tide-station";
+    const std::regex source(R"(Mode = "\w+" [^>]*?Interval = )");
+    std::string setup = std::regex_replace(FileText(example / "tide-station.xml"), source,
+                                           R"(Mode = "Constant" Value = "99999.999" Interval = )");
+    if (withoutRoom)
+        setup = std::regex_replace(setup, std::regex(R"(Type = "0"(.*)WinLen = "00:00:10")"),
+                                   R"(Type = "2"$1WinLen = "00:00:05")");
+    dir.Write("station.xml", setup);
+    std::filesystem::create_directory(dir.File("flash-disk"));
+    dir.Write("flash-disk/NOSGOESFormat.txt", FileText(example / "flash-disk/NOSGOESFormat.txt"));
+}
+
 class WidestMessage : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(WidestMessage, ASimulatedDayNeverExceedsThePredictionNorFallsTenPercentShortOfIt) {
     TempDir dir;
-    dir.Write("station.xml", WidestStation(GetParam()));
+    const bool tideStation = GetParam() == "NOS" || GetParam() == kNosWithoutRoom;
+    if (tideStation)
+        WriteWidestTideStation(dir, GetParam() == kNosWithoutRoom);
+    else
+        dir.Write("station.xml", WidestStation(GetParam()));
     const Result check = Tarvo({"check", "station.xml", "--json"}, dir.Path());
     ASSERT_EQ(check.status, 0) << check.out << check.err;
     const Result run = Tarvo({"run", "station.xml", "--for", "24h", "--start",
@@ -306,6 +336,8 @@ TEST_P(WidestMessage, ASimulatedDayNeverExceedsThePredictionNorFallsTenPercentSh
         const char* field;
     } messages[] = {{"self-timed", "widestBytes"}, {"random", "\"groups\":.*widestBytes"}};
     for (const auto& m : messages) {
+        if (tideStation && std::string(m.kind) == "random")
+            continue;
         const std::size_t longest = LongestSent(transcript, m.kind);
         const int predicted = Predicted(check.out, m.field);
         ASSERT_GT(longest, 0u) << m.kind;
@@ -315,12 +347,36 @@ TEST_P(WidestMessage, ASimulatedDayNeverExceedsThePredictionNorFallsTenPercentSh
 }
 
 INSTANTIATE_TEST_SUITE_P(BuiltFormats, WidestMessage,
-                         ::testing::Values("SHEF", "SHEF Fixed", "Bin Int", "Bin Non-Int", "NFDRS",
-                                           "Handar"),
+                         ::testing::Values("SHEF", "SHEF Fixed", "Bin Int", "Bin Non-Int", "NOS",
+                                           kNosWithoutRoom, "NFDRS", "INSAT", "Handar"),
                          [](const auto& info) {
                              std::string name = info.param;
                              std::erase_if(name, [](char c) { return c == ' ' || c == '-'; });
                              return name;
                          });
+
+TEST(TarvoCheck, ANosMessageTooLongForItsWindowIsNotedWithTheRedundantBlocksItLoses) {
+    TempDir dir;
+    WriteWidestTideStation(dir, true);
+    const Result r = Tarvo({"check", "station.xml"}, dir.Path());
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_THAT(r.out, HasSubstr("station.xml:49: note: the widest NOS message: 56 characters do "
+                                 "not fit the 50 the formatter allows the 5 s window; the "
+                                 "redundant blocks dropped: '>' 1 of table line 2, '\"' 1 of "
+                                 "table line 3\n"));
+    EXPECT_THAT(r.out, HasSubstr("widest message 48 bytes"));
+}
+
+TEST(TarvoCheck, ANosStationWithoutItsFormatTableIsAProblemAtItsFormat) {
+    TempDir dir;
+    WriteWidestTideStation(dir, false);
+    std::filesystem::remove(dir.File("flash-disk/NOSGOESFormat.txt"));
+    const Result r = Tarvo({"check", "station.xml"}, dir.Path());
+    EXPECT_EQ(r.status, 1) << r.out << r.err;
+    EXPECT_THAT(r.out, HasSubstr("station.xml:49: NOS: no message is made from "
+                                 "./flash-disk/NOSGOESFormat.txt, expected a NOS format table of "
+                                 "type P or N with at least one line\n"));
+    EXPECT_THAT(r.out, Not(HasSubstr("not predicted (no formatter")));
+}
 
 }  // namespace

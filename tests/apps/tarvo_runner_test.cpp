@@ -148,8 +148,9 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         std::vector<std::string> args;
         const char* says;
     } cases[] = {
-        {{}, "tarvo: expected a command: run, call, check or blocks"},
-        {{"record"}, "tarvo: unknown command \"record\"; expected run, call, check or blocks"},
+        {{}, "tarvo: expected a command: run, call, panel, check or blocks"},
+        {{"record"},
+         "tarvo: unknown command \"record\"; expected run, call, panel, check or blocks"},
         {{"check"}, "tarvo: check: expected a setup file: tarvo check SETUP... [--json]"},
         {{"run"}, "tarvo: run: expected a setup file: tarvo run SETUP [options]"},
         {{"run", "s.xml", "--for", "90x"}, "tarvo: --for: \"90x\" is no duration; expected a"},
@@ -175,6 +176,10 @@ TEST(Runner, CommandLineErrorsSayWhatWasExpected) {
         {{"run", "s.xml", "--seed", "-1"}, "tarvo: --seed: expected a whole number"},
         {{"run", "s.xml", "--no-sim", "--sim-line-faults", "5%"},
          "tarvo: --sim-line-faults: only with the in-process simulator (not with --no-sim)"},
+        {{"panel"}, "tarvo: panel: expected a setup file: tarvo panel SETUP [options]"},
+        {{"panel", "a.xml", "b.xml"}, "tarvo: panel: unexpected \"b.xml\""},
+        {{"panel", "s.xml", "--no-sim", "--transcript", "t"},
+         "tarvo: --transcript: only with the in-process simulator (not with --no-sim)"},
     };
     for (const auto& c : cases) {
         auto r = Tarvo(c.args);

@@ -11,7 +11,7 @@ if(TARGET tarvo)
   endforeach()
   target_compile_definitions(testplugin_notag PRIVATE TEST_PLUGIN_WITHOUT_SETUP_TAG)
 
-  foreach(test host_plugin_test host_engine_test)
+  foreach(test host_engine_test)
     if(TARGET ${test})
       add_dependencies(${test} testplugin testplugin_notag)
       target_compile_definitions(${test} PRIVATE

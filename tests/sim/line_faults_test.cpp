@@ -151,17 +151,6 @@ TEST(LineFaults, TheSameSeedGivesTheSameFaultsHoweverTheBytesAreSplitAndAnotherS
     EXPECT_NE(run(8, traffic.size()).second, whole.second) << "another seed";
 }
 
-TEST(LineFaults, AtRateZeroTheLineIsPerfect) {
-    LineFaults line({.rate = 0, .seed = 7});
-    const Bytes traffic = Traffic(500);
-    std::vector<std::string> notes;
-    EXPECT_EQ(line.Incoming(traffic, notes), traffic);
-    EXPECT_TRUE(notes.empty());
-    for (int i = 0; i < 500; ++i) {
-        EXPECT_FALSE(line.NextReply(8).has_value());
-    }
-}
-
 TEST(LineFaults, ARateIsAFractionOrAPercentageFromNoneToAll) {
     const struct {
         const char* text;

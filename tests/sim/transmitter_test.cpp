@@ -225,26 +225,6 @@ TEST_F(DeviceTest, EachFaultDoesWhatItSays) {
     }
 }
 
-TEST_F(DeviceTest, FaultsActOnlyOnWhatTheyAreSetFor) {
-    // A code-bound fault leaves other codes alone and counts down on its own code.
-    device_->InjectFault({FaultKind::UnknownCommand, 40, 2});
-    EXPECT_EQ(Ask(37, U16(1)), Bytes{1});
-    EXPECT_EQ(Ask(40, U32(1)), kUnknown);
-    EXPECT_EQ(Ask(40, U32(2)), kUnknown);
-    EXPECT_EQ(Ask(40, U32(3)), Bytes{1});
-    EXPECT_EQ(device_->Config().Get(40), U32(3)) << "only the known one was stored";
-
-    // Without a code it takes the next N requests, whatever they are; a silenced or refused
-    // request is not carried out.
-    device_->InjectFault({FaultKind::Silence, std::nullopt, 2});
-    EXPECT_EQ(Ask(216, Text("LOST")), kNoReply);
-    EXPECT_EQ(Ask(4), kNoReply);
-    EXPECT_TRUE(device_->SelfTimedBuffer().empty());
-    device_->InjectFault({FaultKind::Refuse, 200});
-    EXPECT_EQ(Ask(200, {1}), Bytes{0});
-    EXPECT_FALSE(device_->Config().SelfTimed().enabled);
-}
-
 TEST_F(DeviceTest, ARetryIsAnsweredAgainButNotCarriedOutTwice) {
     Ask(312, Text("ONCE"));
     Ask(770);

@@ -1,5 +1,4 @@
-// What blocks are made of: values and their digits, typed properties, the block base with its
-// data and wiring.
+// What blocks are made of: values and their digits, typed properties, a source's CSV rows.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,9 +8,7 @@
 #include "host/blocks/source_block.h"
 #include "host/log/report_sinks.h"
 #include "host/support/temp_dir.h"
-#include "platform/module.h"
 #include "platform/property.h"
-#include "platform/sensor_data.h"
 #include "platform/value.h"
 
 namespace {
@@ -42,17 +39,6 @@ TEST(Value, FormatsWithItsDisplayDigits) {
     }
 }
 
-TEST(Value, ChangingNumberOrDigitsChangesTheText) {
-    TValue v(1.0);
-    v.SetRightDigits(3);
-    EXPECT_STREQ(v.AsCString(), "1.000");
-    v.SetInteger(5);
-    EXPECT_STREQ(v.AsCString(), "5");
-    v.SetReal(0.5);
-    EXPECT_EQ(v.AsWString(), L"0.500") << "the digits outlive the integer";
-    EXPECT_FALSE(TValue(1.0) == TValue::FromInteger(1, 2));
-}
-
 TEST(Property, ReadsConvertBetweenKinds) {
     const struct {
         const char* legend;
@@ -79,30 +65,6 @@ TEST(Property, ReadsConvertBetweenKinds) {
         EXPECT_EQ(c.property.GetBool(), c.asBool);
         EXPECT_EQ(c.property.GetText(), c.asText);
     }
-}
-
-TEST(Property, WritesKeepTheTypeAndArraysReadEmptyBeyondTheirEnd) {
-    auto integer = TProperty::Integer(L"Sequence");
-    integer.SetReal(7.6);
-    EXPECT_EQ(integer.GetType(), TPropertyType::Integer);
-    EXPECT_EQ(integer.GetInteger(), 8);
-    auto flag = TProperty::Boolean(L"ROCFixed", true);
-    flag.SetInteger(5);
-    EXPECT_EQ(flag.GetInteger(), 1);
-    auto text = TProperty::Text(L"Offset", L"00:00:00");
-    text.SetText(3, L"ignored");  // a single text has only entry 0
-    EXPECT_EQ(text.GetCount(), 1);
-
-    auto map = TProperty::TextArray(L"GroupMap", 8);
-    EXPECT_EQ(map.GetText(8), L"");
-    EXPECT_EQ(map.GetText(-1), L"");
-    map.SetText(1, L"1");
-    map.SetText(10, L"1");
-    EXPECT_EQ(map.GetCount(), 11);
-    EXPECT_NE(map.GetText(0), L"1");  // never set: must not read as a member
-    TProperty copy = map;
-    map.SetText(1, L"0");
-    EXPECT_EQ(copy.GetText(1), L"1");
 }
 
 TEST(Property, SetupTextIsReadStrictly) {
@@ -132,31 +94,6 @@ TEST(Property, SetupTextIsReadStrictly) {
             EXPECT_EQ(c.property.GetText(), before);
         }
     }
-}
-
-class Relay : public TModule {
-  public:
-    Relay() : TModule(L"Relay") { AddProperty(TProperty::Integer(L"RightDigits", 1)); }
-    std::wstring GetInputName(int i) const override { return i == 2 ? L"Trigger" : L""; }
-    std::wstring GetOutputName(int i) const override { return i == 2 ? L"Output" : L""; }
-};
-
-TEST(Module, DeliversTheFeedingBlocksDataToItsInput) {
-    Relay source;
-    Relay sink;
-    CSensorData data;
-    EXPECT_FALSE(sink.GetInputData(2, data));  // unconnected
-    sink.ConnectInput(2, &source, 2);
-    ASSERT_TRUE(sink.GetInputData(2, data));
-    EXPECT_TRUE(data.IsNoData());  // nothing produced yet
-    source.SetOutputData(2, CSensorData(TValue(4.25), TTime(2024, 1, 1, 0, 0, 0)));
-    ASSERT_TRUE(sink.GetInputData(2, data));
-    EXPECT_EQ(data.GetValue().AsDouble(), 4.25);
-    EXPECT_EQ(sink.GetInputModule(2), &source);
-    EXPECT_FALSE(sink.GetInputData(MODULE_DATA_COUNT, data));
-    sink.DisconnectInputs();
-    EXPECT_EQ(sink.GetInputModule(2), nullptr);
-    EXPECT_EQ(sink.AddProperty(TProperty::Text(L"RightDigits")), nullptr) << "names are unique";
 }
 
 // A CSV row whose date lies outside four-digit years or the calendar is no row: past the

@@ -142,24 +142,4 @@ TEST(NextScheduledTime, LandsOnOffsetPlusWholeIntervals) {
     }
 }
 
-TEST(NextScheduledTime, IntervalsDividingADayGiveTheSameTimesOfDayEveryDay) {
-    for (const std::int64_t interval :
-         {kSecond, 7 * kMinute + 30 * kSecond, 15 * kMinute, kHour, 3 * kHour, 8 * kHour, kDay}) {
-        const TTimeSpan step = TTimeSpan::FromMilliseconds(interval);
-        const TTimeSpan offset = TTimeSpan::FromMilliseconds(interval * 3 + 1234 % interval);
-        SCOPED_TRACE(interval);
-        // The first point after midnight is the same time of day on days years apart.
-        const TTime a = NextScheduledTime(TTime(2023, 3, 1, 0, 0, 0), step, offset);
-        const TTime b = NextScheduledTime(TTime(2031, 11, 17, 0, 0, 0), step, offset);
-        EXPECT_EQ(a.GetTimeOfDay(), b.GetTimeOfDay());
-        EXPECT_LT(a.GetTimeOfDay().GetTotalMilliseconds(), interval);
-        // Walking one day of points lands exactly on the next midnight's first point.
-        TTime t = a;
-        for (std::int64_t i = 0; i < kDay / interval; ++i) {
-            t = NextScheduledTime(t + TTimeSpan::FromMilliseconds(1), step, offset);
-        }
-        EXPECT_EQ(t, a + TTimeSpan::FromMilliseconds(kDay));
-    }
-}
-
 }  // namespace

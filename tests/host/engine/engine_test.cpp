@@ -1,4 +1,7 @@
-// The host engine: graphs from the setup file, recording on the virtual clock, saving back.
+// The host engine: graphs from the setup file, what loading refuses or warns about, recording on
+// the virtual clock, saving back; plug-ins loaded by their exported names, their setup sections
+// handed over and saved back.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -8,19 +11,24 @@
 #include <string>
 #include <vector>
 
+#include "host/blocks/log_block.h"
 #include "host/clock/clock.h"
 #include "host/engine/engine.h"
 #include "host/engine/logger_folders.h"
+#include "host/engine/plugin.h"
 #include "host/log/report_sinks.h"
 #include "host/support/temp_dir.h"
 #include "platform/clock.h"
 #include "platform/engine.h"
 #include "platform/files.h"
 #include "platform/module_factory.h"
+#include "tests/host/plugin/test_plugin_state.h"
 
 namespace {
 
 using tarvo::host::HostEngine;
+using tarvo::host::LogCapture;
+using tarvo::host::Plugin;
 using tarvo::host::ScopedVirtualClock;
 using tarvo::test::TempDir;
 
@@ -428,9 +436,103 @@ TEST(Engine, ABlockCannotStopRecordingFromTheProcessingThread) {
     EXPECT_TRUE(engine.Stop());
 }
 
-}  // namespace
+TEST(LoadChecks, ASetupWhoseBlocksWouldDestroyAFileIsRefusedWithBothLinesAndLeftAlone) {
+    const struct {
+        const char* legend;
+        std::string blocks;
+        std::string error;  // after "DIR/setup.xml:"
+    } rows[] = {
+        {"a Log block aimed at the setup file itself",
+         "    <Block Type=\"Log\" Name=\"L\" File=\"DIR/./setup.xml\" />\n",
+         "3: block \"L\" (Log) would write its readings over the setup file DIR/./setup.xml"},
+        {"a Log block over a Source's CSV input, written before the Source",
+         "    <Block Type=\"Log\" Name=\"L\" File=\"DIR/in.csv\" />\n"
+         "    <Block Type=\"Source\" Name=\"S\" Mode=\"CSV\" File=\"in.csv\" />\n",
+         "3: block \"L\" (Log) would write DIR/in.csv, which block \"S\" (Source) (line 4) reads"},
+        {"two Log blocks over one file",
+         "    <Block Type=\"Log\" Name=\"A\" File=\"DIR/out.csv\" />\n"
+         "    <Block Type=\"Log\" Name=\"B\" File=\"DIR/sub/../out.csv\" />\n",
+         "4: block \"B\" (Log) would write DIR/sub/../out.csv, which block \"A\" (Log) (line 3) "
+         "writes too"},
+        {"a time text beyond its fields",
+         "    <Block Type=\"Source\" Name=\"S\"\n           Interval=\"99:99:99\" />\n",
+         "4: property \"Interval\" of block \"S\" (Source) must be a time as HH:MM:SS, with "
+         "minutes and seconds below 60, not \"99:99:99\""},
+        {"a time text without its minutes",
+         "    <Block Type=\"Source\" Name=\"S\" Offset=\"15\" />\n",
+         "3: property \"Offset\" of block \"S\" (Source) must be a time as HH:MM:SS, with minutes "
+         "and seconds below 60, not \"15\""},
+        {"a time text with more after it",
+         "    <Block Type=\"Source\" Name=\"S\" StepAt=\"00:15:00junk\" />\n",
+         "3: property \"StepAt\" of block \"S\" (Source) must be a time as HH:MM:SS, with minutes "
+         "and seconds below 60, not \"00:15:00junk\""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        TempDir dir;
+        const auto in = [&](std::string text) {
+            for (std::size_t at; (at = text.find("DIR")) != std::string::npos;)
+                text.replace(at, 3, dir.Path());
+            return text;
+        };
+        const std::string setup = SetupText(in(row.blocks));
+        dir.Write("setup.xml", setup);
+        dir.Write("in.csv", "00:00:00,1\n");
+        ScopedVirtualClock clock(kStart);
+        HostEngine engine;
+        std::string error;
+        EXPECT_FALSE(engine.LoadSetup(dir.File("setup.xml"), error));
+        EXPECT_EQ(error, dir.File("setup.xml") + ":" + in(row.error));
+        EXPECT_EQ(dir.Read("setup.xml"), setup);
+        EXPECT_EQ(dir.Read("in.csv"), "00:00:00,1\n");
+    }
+}
 
-namespace {
+TEST(LoadChecks, ABadListIsOneWarningWithItsLineAndCount) {
+    ScopedVirtualClock clock(kStart);
+    LogCapture log;
+    HostEngine engine;
+    std::string error;
+    std::string values = "1";
+    for (int i = 0; i < 1000; ++i)
+        values += ",x" + std::to_string(i);
+    ASSERT_TRUE(engine.LoadSetupText(
+        SetupText("    <Block Type=\"Source\" Name=\"S\" Mode=\"List\"\n      Values=\"" + values +
+                  "\" />\n"),
+        "list.xml", error))
+        << error;
+    ASSERT_TRUE(engine.Run());
+    Sleep(kHour);
+    ASSERT_TRUE(engine.Stop());
+    EXPECT_EQ(log.Texts(TReportLevel::Warning),
+              std::vector<std::string>{
+                  "list.xml:4: 1000 of the 1001 entries of \"Values\" of block \"S\" (Source) are "
+                  "no number, ERROR or NODATA (the first: \"x0\"); they give readings without "
+                  "data"});
+}
+
+TEST(LoadChecks, ALogBlockOnAFullDiskWarnsOnceNamingTheFileAndCountsWhatIsLost) {
+    ScopedVirtualClock clock(kStart);
+    LogCapture log;
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(
+        engine.LoadSetupText(SetupText(Block("Source", "S", "Interval=\"00:01:00\"") +
+                                       Block("Log", "L", "File=\"/dev/full\"") + Wire("S", "L")),
+                             "full.xml", error))
+        << error;
+    ASSERT_TRUE(engine.Run());
+    Sleep(24 * kHour);
+    ASSERT_TRUE(engine.Stop());
+    const auto warnings = log.Texts(TReportLevel::Warning);
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_EQ(warnings[0].rfind("Log \"L\": ", 0), 0u) << warnings[0];
+    EXPECT_NE(warnings[0].find("/dev/full failed: No space left on device"), std::string::npos)
+        << warnings[0];
+    const auto* block = dynamic_cast<const tarvo::host::LogBlock*>(engine.FindModule(L"L"));
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->Lost(), 24u * 60) << "every reading of the day";
+}
 
 TEST(LoggerFolders, StandBesideTheSetupUnlessChosenAndLeaveOtherPathsAlone) {
     using tarvo::host::LoggerFolder;
@@ -448,6 +550,147 @@ TEST(LoggerFolders, StandBesideTheSetupUnlessChosenAndLeaveOtherPathsAlone) {
     tarvo::host::SetLoggerFolder(LoggerFolder::FlashDisk, "");
     EXPECT_EQ(LoggerPathToHost(L"relative\\name.txt"), "relative/name.txt");
     ASSERT_TRUE(tarvo::host::GetHostEngine().NewSetup(error)) << error;
+}
+
+// Keeps the test plug-in mapped for the whole test, so that its state can be read even after
+// the engine has unloaded it, and starts each test from a clean state.
+class PluginTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        handle_ = dlopen(TEST_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(handle_, nullptr) << dlerror();
+        auto stateOf = reinterpret_cast<TestPluginStateOfProc>(dlsym(handle_, "TestPluginStateOf"));
+        ASSERT_NE(stateOf, nullptr);
+        state_ = stateOf();
+        *state_ = TestPluginState{};
+    }
+    void TearDown() override {
+        if (handle_)
+            dlclose(handle_);
+    }
+
+    void* handle_ = nullptr;
+    TestPluginState* state_ = nullptr;
+};
+
+// The setup as the host writes it, so that saving an unchanged setup gives the same bytes.
+const char* const kSetup =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<TarvoSetup>\n"
+    "    <Elsewhere>\n"
+    "        <Kept Note = \"a section nobody loaded\" />\n"
+    "    </Elsewhere>\n"
+    "    <TestPlugin>\n"
+    "        <Settings Alpha = \"42\" Beta = \"a &amp; b &lt; c\" Gamma = \"\" />\n"
+    "    </TestPlugin>\n"
+    "</TarvoSetup>\n";
+
+// Refused libraries are named with what is missing, and never initialised.
+TEST_F(PluginTest, LibrariesThatAreNoPluginsAreRefusedNamingTheFileAndWhatIsMissing) {
+    const std::pair<std::string, std::string> cases[] = {
+        {TEST_PLUGIN_NOTAG_PATH, ": not a plug-in: missing export GetSetupTag"},
+        {TARVO_LIBRARY_PATH,
+         ": not a plug-in: missing exports AppInit, AppExit, GetFileVersion, "
+         "GetSetupTag, ReadSetup, WriteSetup, InitSetup"},
+        {"/nonexistent/libghost.so", ": cannot load: "},
+    };
+    for (const auto& [path, says] : cases) {
+        std::string error;
+        EXPECT_EQ(Plugin::Load(path, error), nullptr);
+        EXPECT_EQ(error.substr(0, path.size() + says.size()), path + says);
+    }
+    EXPECT_EQ(state_->appInit, 0);
+}
+
+TEST_F(PluginTest, ItsSectionIsReadWrittenAndSavedBackUnchanged) {
+    TempDir dir;
+    dir.Write("setup.xml", kSetup);
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    EXPECT_EQ(state_->readSetup, 1);
+    EXPECT_EQ(state_->initSetup, 0);
+    EXPECT_EQ(state_->unexpectedTokens, 0);
+    using Pair = std::pair<std::wstring, std::wstring>;
+    EXPECT_EQ(state_->settings,
+              (std::vector<Pair>{{L"Alpha", L"42"}, {L"Beta", L"a & b < c"}, {L"Gamma", L""}}));
+
+    ASSERT_TRUE(engine.SaveSetup(dir.File("saved.xml"), error)) << error;
+    EXPECT_EQ(state_->writeSetup, 1);
+    EXPECT_EQ(dir.Read("saved.xml"), kSetup);
+    // Nothing changed, so saving automatically leaves the file alone.
+    EXPECT_TRUE(engine.AutoSaveSetup());
+    EXPECT_EQ(dir.Read("setup.xml"), kSetup);
+
+    // A plug-in that writes its section under another name would lose it at the next load:
+    // the save is refused and the file kept.
+    state_->writeOtherElement = true;
+    EXPECT_FALSE(engine.SaveSetup(dir.File("setup.xml"), error));
+    EXPECT_NE(error.find(": WriteSetup wrote no <TestPlugin> element"), std::string::npos) << error;
+    EXPECT_EQ(dir.Read("setup.xml"), kSetup);
+    state_->writeOtherElement = false;
+}
+
+// A second plug-in with the same tag is refused before it is initialised; the first, whose
+// section is missing, is initialised and its section added.
+TEST_F(PluginTest, ASetupTagIsTakenOnceAndAMissingSectionIsInitialisedAndAdded) {
+    TempDir dir;
+    dir.Write("setup.xml", "<TarvoSetup>\n</TarvoSetup>\n");
+    HostEngine engine;
+    std::string error;
+    ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+    EXPECT_FALSE(engine.LoadPlugin(TEST_PLUGIN_PATH, error));
+    EXPECT_EQ(error, std::string(TEST_PLUGIN_PATH) +
+                         ": its setup tag <TestPlugin> is already used by a loaded plug-in");
+    EXPECT_EQ(state_->appInit, 1);
+    EXPECT_EQ(engine.GetPluginCount(), 1);
+
+    ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+    EXPECT_EQ(state_->readSetup, 0);
+    EXPECT_EQ(state_->initSetup, 1);
+    ASSERT_TRUE(engine.AutoSaveSetup());
+    EXPECT_NE(dir.Read("setup.xml").find("<Settings Alpha = \"1\" Beta = \"fresh\" />"),
+              std::string::npos)
+        << dir.Read("setup.xml");
+}
+
+TEST_F(PluginTest, RecordingStartsAndStopsThePluginAndItsBlocksDieBeforeAppExit) {
+    TempDir dir;
+    dir.Write("setup.xml", R"(<TarvoSetup><Blocks>
+    <Block Type="Source" Name="S" Mode="List" Values="1.5,NODATA,-2" Interval="00:10:00" />
+    <Block Type="Scale" Name="Thrice" Factor="3" />
+    <Block Type="Log" Name="L" File="scaled.csv" />
+    <Connection From="S" To="Thrice" />
+    <Connection From="Thrice" To="L" />
+</Blocks></TarvoSetup>)");
+    {
+        ScopedVirtualClock clock(TTime(2024, 3, 10, 0, 0, 30));
+        HostEngine engine;
+        std::string error;
+        ASSERT_TRUE(engine.LoadPlugin(TEST_PLUGIN_PATH, error)) << error;
+        ASSERT_TRUE(engine.LoadSetup(dir.File("setup.xml"), error)) << error;
+        EXPECT_EQ(state_->blocksAlive, 1);
+        bool listed = false;
+        for (const auto& t : engine.GetBlockTypes())
+            listed |= t.name == L"Scale" && t.origin == "libtestplugin.so";
+        EXPECT_TRUE(listed);
+
+        ASSERT_TRUE(engine.Run());
+        EXPECT_EQ(state_->engineStart, 1);
+        EXPECT_EQ(state_->engineStop, 0);
+        Sleep(30 * 60'000);
+        ASSERT_TRUE(engine.Stop());
+        EXPECT_EQ(state_->engineStop, 1);
+        engine.Shutdown();
+        EXPECT_EQ(state_->appExit, 1);
+        EXPECT_EQ(state_->blocksAliveAtExit, 0);
+    }
+    EXPECT_EQ(dir.Read("scaled.csv"),
+              "time,value,status\n"
+              "2024-03-10 00:10:00,4.50,ok\n"
+              "2024-03-10 00:20:00,,nodata\n"
+              "2024-03-10 00:30:00,-6.00,ok\n");
 }
 
 }  // namespace

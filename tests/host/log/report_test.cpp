@@ -136,19 +136,6 @@ TEST_F(ReportTest, TheLogFileTakesStampedLinesAtItsLevelAndStopsWhenClosed) {
     EXPECT_FALSE(tarvo::host::SetLogFile("/nonexistent-dir/x.log", TReportLevel::Debug));
 }
 
-TEST_F(ReportTest, LevelNamesParseInAnyCase) {
-    using tarvo::host::ParseLevel;
-    TReportLevel level = TReportLevel::Debug;
-    EXPECT_TRUE(ParseLevel("WARNING", level));
-    EXPECT_EQ(level, TReportLevel::Warning);
-    EXPECT_TRUE(ParseLevel("eRRoR", level));
-    EXPECT_EQ(level, TReportLevel::Error);
-    EXPECT_TRUE(ParseLevel("debug", level));
-    EXPECT_EQ(level, TReportLevel::Debug);
-    for (const char* wrong : {"warn", "warnings", ""})
-        EXPECT_FALSE(ParseLevel(wrong, level)) << wrong;
-}
-
 TEST_F(ReportTest, EntriesFromManyThreadsArriveWholeAndNoneIsLost) {
     LogCapture capture;
     {

@@ -232,24 +232,6 @@ TEST(SetupFileText, AHandWrittenFileKeepsEverySectionWithItsLinesAndSettlesInThe
     EXPECT_EQ(tokens[16], L"</Corvane@9");
 }
 
-TEST(SetupFileText, ASectionWrittenByAPlugInReplacesItsOldTextInPlace) {
-    SetupFile file;
-    std::string error;
-    ASSERT_TRUE(file.Parse(kHandWritten, "station.xml", error)) << error;
-    const std::string corvane = "<Corvane>\n    <Common Port = \"5\" />\n</Corvane>\n";
-    file.SetSection(L"Corvane", corvane);
-    file.SetSection(L"Random", "<Random Enabled=\"0\"/>");
-    EXPECT_EQ(file.SectionTags(), (std::vector<std::wstring>{L"Blocks", L"Corvane", L"Random"}));
-    EXPECT_EQ(file.SectionLine(L"Corvane"), 0) << "not read from a file";
-
-    SetupFile again;
-    ASSERT_TRUE(again.Parse(file.ToText(), "station.xml", error)) << error;
-    auto reader = again.ReadSection(L"Corvane");
-    ASSERT_TRUE(reader);
-    EXPECT_EQ(Rewrite(*reader, L"Corvane"), corvane);
-    EXPECT_EQ(again.ToText(), file.ToText());
-}
-
 TEST(SetupFileText, AMalformedFileIsRefusedWithWhereAndWhatAndNothingChanges) {
     struct Row {
         const char* legend;
