@@ -137,12 +137,12 @@ bool ReadSectionInFile(const std::string& path, SectionInFile& section,
         host::GraphDescription graph;
         if (!host::ParseBlocksSection(*reader, path, graph, error))
             return false;
-        for (const host::BlockSpec& spec : graph.blocks) {
+        for (const host::BlockSpec& declared : graph.blocks) {
             for (StationBlock& b : blocks) {
-                if (b.name != spec.name)
+                if (b.name != declared.name)
                     continue;
-                b.line = spec.line;
-                for (const auto& s : spec.settings)
+                b.line = declared.line;
+                for (const auto& s : declared.settings)
                     b.settingLines[s.name] = s.line;
             }
         }

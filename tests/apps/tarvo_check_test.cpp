@@ -194,7 +194,7 @@ void PrintTo(const AirtimeRow& row, std::ostream* os) {
 
 class AirtimeBoundary : public ::testing::TestWithParam<AirtimeRow> {};
 
-TEST_P(AirtimeBoundary, TheMostBytesFitAndOneMoreDoesNot) {
+TEST_P(AirtimeBoundary, TheWindowHoldsExactlyItsLargestMessage) {
     const AirtimeRow& row = GetParam();
     EXPECT_EQ(MostBytesInWindow(row.rate, row.window), row.most);
     EXPECT_TRUE(FitsWindow(row.rate, row.most, row.window));

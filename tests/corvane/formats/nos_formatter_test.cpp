@@ -131,7 +131,7 @@ TEST(NosDecoderCheck, TheReceiversDecodedExampleDecodesToItsStatedValues) {
     EXPECT_EQ(d.blocks[2].values, std::vector<Maybe>{130});
 }
 
-TEST_F(NosFormat, TheSixMinuteMessageCarriesTheReadingsAndTheRedundantLevels) {
+TEST_F(NosFormat, TheSixMinuteMessageDecodesToItsReadings) {
     Table(kSixMinuteTable);
     Set(L"WL1", {3.251, 3.2404, 3.229});
     Set(L"WL1SD", {0.002});

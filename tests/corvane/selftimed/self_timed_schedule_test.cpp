@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Table, CloseNotAhead, ::testing::Values(0, -10), [](con
     return info.param == 0 ? std::string("AtTheSameSecond") : std::string("TenSecondsBefore");
 });
 
-TEST_F(SelfTimedSchedule, AMessageThatCannotBeFormattedIsReportedAndNotLoaded) {
+TEST_F(SelfTimedSchedule, AnUnformattableMessageIsReportedInsteadOfLoaded) {
     messenger.SetHook([](std::wstring&, int) { return false; });
     EXPECT_FALSE(messenger.FormatAndSend());
     EXPECT_THAT(log.Texts(TReportLevel::Warning),

@@ -36,7 +36,7 @@ class FrontPanelMenu : public uitest::OperatorBench {
     tarvo::host::BackendDisplay display;
 };
 
-TEST_F(FrontPanelMenu, MovingBeforeTheFirstItemAsksToExitAndBackLandsOnTheLast) {
+TEST_F(FrontPanelMenu, BackFromTheExitPromptBeforeTheFirstItemLandsOnTheLast) {
     op->PressKeys(L"<<>x");
     Run();
     EXPECT_EQ(op->DisplayLines(),
@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(Table, MenuItems,
                                          ItemsRow{"second_id_not_Insat", 0, true, false}),
                          uitest::LegendName<testing::TestParamInfo<ItemsRow>>);
 
-TEST_F(FrontPanelMenu, SetupLockedByAnotherThreadShowsSetupLockedAndChangesNothing) {
+TEST_F(FrontPanelMenu, ASetupLockedElsewhereIsRefusedWithSetupLocked) {
     TEvent held(true, false), release(true, false);
     TThread editor(
         [&] {
