@@ -46,15 +46,30 @@ bool ParseTime(const std::string& text, TTime& t) {
     return true;
 }
 
+// Written beside the file and renamed over it, so that a report read on another thread, or a
+// card that fails half-way, never sees a truncated file: the old one stays until the new is whole.
 bool Write(const std::wstring& loggerPath, const std::vector<NosRecentValue>& values) {
-    std::ofstream out(LoggerPathToHost(loggerPath), std::ios::binary | std::ios::trunc);
-    if (!out)
+    const std::string target = LoggerPathToHost(loggerPath);
+    const std::string written = target + ".new";
+    {
+        std::ofstream out(written, std::ios::binary | std::ios::trunc);
+        if (!out)
+            return false;
+        out << kFirstLine << "\n";
+        for (const NosRecentValue& v : values)
+            out << TimeText(v.time) << ',' << Narrow(v.sensor) << ',' << Narrow(v.value) << ','
+                << Narrow(v.units) << "\n";
+        if (!out.flush()) {
+            out.close();
+            std::remove(written.c_str());
+            return false;
+        }
+    }
+    if (std::rename(written.c_str(), target.c_str()) != 0) {
+        std::remove(written.c_str());
         return false;
-    out << kFirstLine << "\n";
-    for (const NosRecentValue& v : values)
-        out << TimeText(v.time) << ',' << Narrow(v.sensor) << ',' << Narrow(v.value) << ','
-            << Narrow(v.units) << "\n";
-    return static_cast<bool>(out.flush());
+    }
+    return true;
 }
 
 bool Read(const std::wstring& loggerPath, std::vector<NosRecentValue>& values) {
