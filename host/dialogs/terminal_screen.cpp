@@ -84,6 +84,8 @@ std::unique_ptr<TerminalScreen> TerminalScreen::Open(std::string& error) {
     const char* term = std::getenv("TERM");
     state.screen = newterm(nullptr, stdout, stdin);
     if (state.screen == nullptr) {
+        // No handler was installed yet: the destructor must not put back the empty saved ones.
+        screen->state_.reset();
         g_open = false;
         error = std::string("the terminal type \"") + (term ? term : "") +
                 "\" is unknown (set TERM, e.g. TERM=xterm)";
