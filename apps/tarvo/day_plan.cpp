@@ -29,7 +29,9 @@ std::string NameAt(const List& list, long index) {
 
 int AlarmDayTransmissions(long burstCount, long burstSeconds, long alarmSeconds) {
     // The alarm starts at 0; the day is [0, kDaySeconds). Without a rate nothing repeats.
-    const long bursts = std::max(1L, burstCount);
+    // Clamped to the range the property page allows (a value outside it is reported apart), so
+    // that a burst count of billions in a file cannot overflow the span below.
+    const long bursts = std::clamp(burstCount, 1L, 200L);
     const long burstSpan = (bursts - 1) * std::max(0L, burstSeconds);
     if (burstSpan >= kDaySeconds)
         return static_cast<int>((kDaySeconds - 1) / burstSeconds + 1);

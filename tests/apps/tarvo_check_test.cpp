@@ -238,6 +238,10 @@ INSTANTIATE_TEST_SUITE_P(Cadences, AlarmDay,
                              AlarmDayRow{"ThreeBurstsAMinuteApartThenHourly", 3, 60, 3600, 26},
                              // 00:00, then hourly to 23:00.
                              AlarmDayRow{"OneBurstThenHourly", 1, 60, 3600, 24},
+                             // A count past the page's 200 is planned as 200: 00:00:00 to
+                             // 00:03:19, then hourly from 01:03:19 to 23:03:19.
+                             AlarmDayRow{"ABurstCountPastItsRangeIsPlannedAsTwoHundred",
+                                         100000000000000000, 1, 3600, 223},
                              // 200 bursts ten minutes apart would outlast the day: 00:00 to 23:50.
                              AlarmDayRow{"BurstsLongerThanTheDay", 200, 600, 3600, 144},
                              // The last one at the alarm rate falls just before midnight.
