@@ -118,7 +118,7 @@ class MenuEdits : public FrontPanelMenu, public testing::WithParamInterface<Edit
     }
 };
 
-TEST_P(MenuEdits, StoreTheValueAndSaveTheSetupWithoutRestartingWhileStopped) {
+TEST_P(MenuEdits, AreSavedWithoutARestartWhileStopped) {
     const EditRow& row = GetParam();
     LoadSetup(uitest::SetupText(
         "Type = \"4\" EnableSatID2 = \"1\" SatID2 = \"55667788\" Time = \"02:15:30\"", ""));
@@ -152,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(Table, MenuEdits,
                                                  L"99AABBCC", "SatID2 = \"99AABBCC\""}),
                          uitest::LegendName<testing::TestParamInfo<EditRow>>);
 
-TEST_F(FrontPanelMenu, ACancelledEditGoesToTheExitPromptAndKeepsTheValue) {
+TEST_F(FrontPanelMenu, ACancelledEditKeepsTheValue) {
     op->PressKeys(L"*");
     op->AnswerEditHex(std::nullopt);
     op->PressKeys(L"x");
@@ -185,7 +185,7 @@ class TimedDisplay : public tarvo::host::BackendDisplay {
     std::vector<std::pair<std::wstring, tarvo::host::Micros>> written;
 };
 
-TEST_F(FrontPanelMenu, TestTxLoadsTheSelfTimedMessageAndShowsTheResultForThreeSeconds) {
+TEST_F(FrontPanelMenu, TestTxShowsTheLoadsResultForThreeSeconds) {
     corvane.SelfTimed().SetHook([](std::wstring& message, int) {
         message = L"HG 2.91";
         return true;

@@ -47,7 +47,7 @@ struct StatusRow {
 class StatusButtons : public uitest::OperatorBench,
                       public testing::WithParamInterface<StatusRow> {};
 
-TEST_P(StatusButtons, SendTheirCommandAndTellFailures) {
+TEST_P(StatusButtons, SendTheirCommandAsTheRowSays) {
     const StatusRow& row = GetParam();
     if (row.deaf)
         Deafen(row.deaf);
@@ -212,7 +212,7 @@ struct MakerRow {
 class SendToMakerFields : public uitest::OperatorBench,
                           public testing::WithParamInterface<MakerRow> {};
 
-TEST_P(SendToMakerFields, RepeatTheChannelEditorUntilValidAndSendTheirValues) {
+TEST_P(SendToMakerFields, ReachTheTransmitterOnlyOnceValid) {
     const MakerRow& row = GetParam();
     std::vector<FormAction> actions;
     if (!row.channelEdits.empty())
